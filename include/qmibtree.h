@@ -449,7 +449,8 @@ QMIBTREE_API uint32_t qmibtree_get_arg_v2(qmibtree_inst_t* inst, const char* pre
 QMIBTREE_API int32_t qmibtree_get_childnum(qmibtree_inst_t* inst, const char* name);
 
 /* Call `fn` for the nodes of a unique id, newest first, templates left out: for all
- * of them when `name` is null, else only for the one of that full name.
+ * of them when `name` is null, else only for the one of that full name. `fn` may
+ * delete the node it is given, but no other of this id.
  * The last callback's result; 0 when none was called. */
 QMIBTREE_API uint32_t qmibtree_lookup(qmibtree_inst_t* inst, const char* name, uint32_t uid,
                                       qmibtree_walk_fn_t fn, void* arg);
@@ -781,7 +782,8 @@ QMIBTREE_API int qmibtree_check_nvram(void);
  * file) through the external command zorem_cfg to `out_path`. The path goes through
  * the shell as it is: hand over no text from outside.
  * 0, whatever the command did; -1 when the source cannot be read or is larger than
- * QMIBTREE_NVRAM_MAX bytes, or `out_path` does not fit the command line. */
+ * QMIBTREE_NVRAM_MAX bytes, `out_path` is null, or it does not fit the command line
+ * of 127 characters (paths of up to 76 do). */
 QMIBTREE_API int qmibtree_download_config(const char* out_path);
 
 /* Write an upgrade file's payload to both partitions, backup first. The running

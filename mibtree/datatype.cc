@@ -1,0 +1,119 @@
+// The type table: names and operations of every type id.
+#include "mibtree/mibtree_internal.hh"
+
+namespace {
+
+using namespace qmib;  // the operations below, of value_*.cc
+
+enum record_index { kInt, kUint, kBool, kString, kBase64, kDatetime, kEmpty, kRecords };
+
+constexpr qmibtree_datafn_t records[] = {
+    {
+        .type = QMIBTREE_TYPE_INT,
+        .assign = qmibtree_word_copy,
+        .copy = qmibtree_word_copy,
+        .equal = qmibtree_word_equal,
+        .check = qmibtree_int_check,
+        .from_str = qmibtree_int_from_str,
+        .to_buff = qmibtree_int_to_buff,
+        .release = nullptr,
+    },
+    {
+        .type = QMIBTREE_TYPE_UINT,
+        .assign = qmibtree_word_copy,
+        .copy = qmibtree_word_copy,
+        .equal = qmibtree_word_equal,
+        .check = qmibtree_uint_check,
+        .from_str = qmibtree_uint_from_str,
+        .to_buff = qmibtree_uint_to_buff,
+        .release = nullptr,
+    },
+    {
+        .type = QMIBTREE_TYPE_BOOL,
+        .assign = qmibtree_word_copy,
+        .copy = qmibtree_word_copy,
+        .equal = qmibtree_bool_equal,
+        .check = nullptr,
+        .from_str = qmibtree_bool_from_str,
+        .to_buff = qmibtree_bool_to_buff,
+        .release = nullptr,
+    },
+    {
+        .type = QMIBTREE_TYPE_STRING,
+        .assign = qmibtree_string_assign,
+        .copy = qmibtree_string_copy,
+        .equal = qmibtree_string_equal,
+        .check = qmibtree_string_check,
+        .from_str = qmibtree_string_from_str,
+        .to_buff = qmibtree_string_to_buff,
+        .release = qmibtree_string_release,
+    },
+    {
+        .type = QMIBTREE_TYPE_BASE64,
+        .assign = qmibtree_base64_assign,
+        .copy = qmibtree_base64_copy,
+        .equal = qmibtree_base64_equal,
+        .check = qmibtree_base64_check,
+        .from_str = qmibtree_base64_from_str,
+        .to_buff = qmibtree_base64_to_buff,
+        .release = qmibtree_base64_release,
+    },
+    {
+        .type = QMIBTREE_TYPE_DATETIME,
+        .assign = qmibtree_word_copy,
+        .copy = qmibtree_word_copy,
+        .equal = qmibtree_word_equal,
+        .check = nullptr,
+        .from_str = qmibtree_datetime_from_str,
+        .to_buff = qmibtree_datetime_to_buff,
+        .release = nullptr,
+    },
+    {},
+};
+static_assert(sizeof records / sizeof *records == kRecords);
+static_assert(records[kInt].type == QMIBTREE_TYPE_INT &&
+              records[kUint].type == QMIBTREE_TYPE_UINT &&
+              records[kBool].type == QMIBTREE_TYPE_BOOL &&
+              records[kString].type == QMIBTREE_TYPE_STRING &&
+              records[kBase64].type == QMIBTREE_TYPE_BASE64 &&
+              records[kDatetime].type == QMIBTREE_TYPE_DATETIME && records[kEmpty].type == 0);
+
+struct type_entry {
+  char name[12];  // in place: a table of pointers would need relocating at load
+  uint8_t record;
+};
+
+// By type id. Deliberate: 8, 9 and 10 are the string type under other numbers, which schemas use.
+constexpr type_entry types[] = {
+    {"unkown", kEmpty},       // 0: no value. Deliberate: spelt so; hosts match on the text.
+    {"object", kEmpty},       // QMIBTREE_TYPE_OBJECT
+    {"int", kInt},            // QMIBTREE_TYPE_INT
+    {"unsignedInt", kUint},   // QMIBTREE_TYPE_UINT
+    {"string", kString},      // QMIBTREE_TYPE_STRING
+    {"datetime", kDatetime},  // QMIBTREE_TYPE_DATETIME
+    {"base64", kBase64},      // QMIBTREE_TYPE_BASE64
+    {"bool", kBool},          // QMIBTREE_TYPE_BOOL
+    {"string", kString},      // 8
+    {"string", kString},      // 9
+    {"string", kString},      // 10
+};
+static_assert(sizeof types / sizeof *types == 11);
+
+const type_entry& type_of(uint32_t type) {
+  return types[type < sizeof types / sizeof *types ? type : 0];
+}
+
+}  // namespace
+
+const char* qmibtree_datatype_get_type_str(uint32_t type) { return type_of(type).name; }
+
+const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) {
+  return &records[type_of(type).record];
+}
+
+void qmib::qmibtree_value_store(qmibtree_node* node, const qmibtree_value_t* value) {
+  // The whole-record copies of the fixed-size types do not release what was there before.
+  if (node->value.type != value->type) qmibtree_value_release(&node->value);
+  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  if (fn->copy) fn->copy(&node->value, value);
+}

@@ -1,0 +1,87 @@
+#include <cstring>
+
+#include "mibtree/mibtree_internal.hh"
+
+namespace {
+
+using node_link = qmibtree_node* qmibtree_node::*;
+
+qmibtree_node** bucket_of(qmibtree_hash_t* hash, uint32_t key) {
+  return &hash->buckets[key % hash->size];
+}
+
+void link_at_head(qmibtree_node** bucket, qmibtree_node* node, node_link next) {
+  node->*next = *bucket;
+  *bucket = node;
+}
+
+void unlink(qmibtree_node** bucket, qmibtree_node* node, node_link next) {
+  qmibtree_node** place = bucket;
+  while (*place && *place != node) place = &((*place)->*next);
+  if (*place) *place = node->*next;
+  node->*next = nullptr;
+}
+
+}  // namespace
+
+uint32_t BKDRHash(const char* str) {
+  uint32_t hash = 0;
+  // Deliberate: bytes count as signed, whatever `char` is on this processor, so that names with
+  // bytes above 0x7F keep the hashes that hosts have stored.
+  for (; *str; ++str) hash = hash * 131 + static_cast<uint32_t>(static_cast<signed char>(*str));
+  return hash & 0x7FFFFFFF;
+}
+
+qmibtree_hash_t* qmibtree_hash_create(uint32_t kind, uint32_t size) {
+  constexpr size_t kMaxBuckets = (SIZE_MAX - sizeof(qmibtree_hash_t)) / sizeof(qmibtree_node*);
+  if (size == 0 || size > kMaxBuckets) return nullptr;
+  qmib::owned<qmibtree_hash_t> hash = qmib::make_zeroed<qmibtree_hash_t>(
+      "qmibtree_hash_t", sizeof(qmibtree_hash_t) + size * sizeof(qmibtree_node*));
+  if (!hash) return nullptr;
+  hash->kind = kind;
+  hash->size = size;
+  return hash.release();
+}
+
+void qmibtree_hash_destroy(qmibtree_hash_t* hash) { qfree(hash); }
+
+uint32_t qmibtree_hash_link_name(qmibtree_hash_t* hash, qmibtree_node* node) {
+  node->hash = BKDRHash(node->fullName);
+  link_at_head(bucket_of(hash, node->hash), node, &qmibtree_node::name_next);
+  return node->hash;
+}
+
+void qmibtree_hash_unlink_name(qmibtree_hash_t* hash, qmibtree_node* node) {
+  unlink(bucket_of(hash, BKDRHash(node->fullName)), node, &qmibtree_node::name_next);
+}
+
+qmibtree_node* qmibtree_hash_lookup_name(qmibtree_hash_t* hash, const char* fullName) {
+  const uint32_t key = BKDRHash(fullName);
+  qmibtree_node* node = *bucket_of(hash, key);
+  while (node && (node->hash != key || std::strcmp(node->fullName, fullName) != 0))
+    node = node->name_next;
+  return node;
+}
+
+void qmibtree_hash_link_uid(qmibtree_hash_t* hash, qmibtree_node* node) {
+  if (hash) link_at_head(bucket_of(hash, node->uidinfo->uid), node, &qmibtree_node::uid_next);
+}
+
+void qmibtree_hash_unlink_uid(qmibtree_hash_t* hash, qmibtree_node* node) {
+  if (hash) unlink(bucket_of(hash, node->uidinfo->uid), node, &qmibtree_node::uid_next);
+  node->uid_next = nullptr;
+}
+
+qmibtree_node* qmibtree_hash_lookup_uid(qmibtree_hash_t* hash, uint32_t uid) {
+  if (!hash) return nullptr;
+  // Deliberate: only the head is looked at. Ids are below the number of buckets, so each has a
+  // bucket of its own; with an id of 2000 and above a lower one can hide behind it.
+  qmibtree_node* const head = *bucket_of(hash, uid);
+  return head && head->uidinfo->uid == uid ? head : nullptr;
+}
+
+qmibtree_node* qmibtree_hash_lookup_uid_next(qmibtree_node* node, uint32_t uid) {
+  do node = node->uid_next;
+  while (node && node->uidinfo->uid != uid);
+  return node;
+}

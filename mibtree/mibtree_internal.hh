@@ -1,0 +1,108 @@
+// What the sources of the tree share and no other folder includes.
+#ifndef MIBTREE_MIBTREE_INTERNAL_HH
+#define MIBTREE_MIBTREE_INTERNAL_HH
+
+#include <cstdio>
+
+#include "qmibtree.h"
+#include "util/owned.hh"
+#include "util/rules.hh"
+
+namespace qmib {
+
+// A full name joined of two pieces, cut to 511 characters.
+class joined_name {
+ public:
+  joined_name(const char* prefix, const char* suffix) {
+    std::snprintf(text_, sizeof text_, "%s%s", prefix, suffix);
+  }
+  const char* get() const { return text_; }
+
+ private:
+  char text_[512];
+};
+
+// Runs `operation` on the node of a full name.
+template <typename Operation>
+uint32_t on_named_node(qmibtree_inst_t* inst, const char* name, Operation operation) {
+  qmibtree_node* const node = qmibtree_find_node_by_name(inst, name);
+  return node ? operation(node) : QMIBTREE_RC_NOT_FOUND;
+}
+
+// The same, where a null name means the root.
+template <typename Operation>
+uint32_t on_named_node_or_root(qmibtree_inst_t* inst, const char* name, Operation operation) {
+  return name ? on_named_node(inst, name, operation) : operation(inst->root);
+}
+
+inline void qmibtree_value_release(qmibtree_value_t* value) {
+  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  if (fn->release) fn->release(value);
+}
+
+// True when both have the same type and that type finds them equal.
+inline bool qmibtree_value_same(const qmibtree_value_t* a, const qmibtree_value_t* b) {
+  if (a->type != b->type) return false;
+  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(a->type);
+  return fn->equal && fn->equal(a, b) != 0;
+}
+
+// Replaces a node's value by a deep copy of `value`.
+void qmibtree_value_store(qmibtree_node* node, const qmibtree_value_t* value);
+
+// A local value, released by its own type.
+class temp_value {
+ public:
+  explicit temp_value(uint32_t type = 0) { value_.type = type; }
+  ~temp_value() { qmibtree_value_release(&value_); }
+  temp_value(const temp_value&) = delete;
+  temp_value& operator=(const temp_value&) = delete;
+
+  qmibtree_value_t* get() { return &value_; }
+  const qmibtree_datafn_t* fn() const { return qmibtree_datatype_get_datafn(value_.type); }
+
+ private:
+  qmibtree_value_t value_ = {};
+};
+
+// The template's highest instance number among its instances, 0 without any.
+void qmibtree_recompute_last_instance(qmibtree_node* template_node);
+
+// Operations of the types, as the type table lists them.
+uint32_t qmibtree_word_copy(qmibtree_value_t* dst, const qmibtree_value_t* src);
+int qmibtree_word_equal(const qmibtree_value_t* a, const qmibtree_value_t* b);
+
+uint32_t qmibtree_int_check(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
+uint32_t qmibtree_int_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_int_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+
+uint32_t qmibtree_uint_check(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
+uint32_t qmibtree_uint_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_uint_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+
+int qmibtree_bool_equal(const qmibtree_value_t* a, const qmibtree_value_t* b);
+uint32_t qmibtree_bool_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_bool_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+
+uint32_t qmibtree_string_assign(qmibtree_value_t* dst, const qmibtree_value_t* src);
+uint32_t qmibtree_string_copy(qmibtree_value_t* dst, const qmibtree_value_t* src);
+int qmibtree_string_equal(const qmibtree_value_t* a, const qmibtree_value_t* b);
+uint32_t qmibtree_string_check(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
+uint32_t qmibtree_string_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_string_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+void qmibtree_string_release(qmibtree_value_t* value);
+
+uint32_t qmibtree_base64_assign(qmibtree_value_t* dst, const qmibtree_value_t* src);
+uint32_t qmibtree_base64_copy(qmibtree_value_t* dst, const qmibtree_value_t* src);
+int qmibtree_base64_equal(const qmibtree_value_t* a, const qmibtree_value_t* b);
+uint32_t qmibtree_base64_check(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
+uint32_t qmibtree_base64_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_base64_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+void qmibtree_base64_release(qmibtree_value_t* value);
+
+uint32_t qmibtree_datetime_from_str(qmibtree_value_t* dst, const char* text);
+uint32_t qmibtree_datetime_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff);
+
+}  // namespace qmib
+
+#endif

@@ -1,0 +1,56 @@
+#include "mibtree/mibtree_internal.hh"
+
+namespace {
+
+bool number_in_use(const qmibtree_node* template_node, uint32_t number) {
+  for (const qmibtree_node* child = template_node->first_child; child; child = child->next)
+    if (child->instance == number) return true;
+  return false;
+}
+
+}  // namespace
+
+uint32_t qmibtree_add_object(qmibtree_inst_t* inst, const char* name, uint32_t* instance,
+                             uint32_t opt, uint32_t right) {
+  return qmib::on_named_node(inst, name, [=](qmibtree_node* node) {
+    return qmibtree_add_object_by_node(inst, node, instance, opt, right);
+  });
+}
+
+uint32_t qmibtree_add_object_by_node(qmibtree_inst_t* inst, qmibtree_node* template_node,
+                                     uint32_t* instance, uint32_t opt, uint32_t right) {
+  (void)opt;
+  if (!instance || !qmib::is_template(template_node)) return QMIBTREE_RC_ERROR;
+  const uint32_t wished = *instance;
+  if (wished != 0 && number_in_use(template_node, wished)) return QMIBTREE_RC_ERROR;
+  ++inst->obj_changes;
+  ++template_node->added;
+  // Deliberate: a wish at or below the next number is not honoured, so that numbers only grow
+  // while the highest instance lives. Kept by object_test.cc.
+  ++template_node->last_instance;
+  if (wished > template_node->last_instance) template_node->last_instance = wished;
+  qmibtree_node* const added =
+      qmibtree_build_node(inst, template_node, template_node->uidinfo, right);
+  if (!added) {
+    qmib::qmibtree_recompute_last_instance(template_node);
+    return QMIBTREE_RC_ERROR;
+  }
+  *instance = added->instance = template_node->last_instance;
+  return QMIBTREE_RC_OK;
+}
+
+uint32_t qmibtree_del_object(qmibtree_inst_t* inst, const char* name, uint32_t opt) {
+  return qmib::on_named_node(inst, name, [=](qmibtree_node* node) {
+    return qmibtree_del_object_by_node(inst, node, opt);
+  });
+}
+
+uint32_t qmibtree_del_object_by_node(qmibtree_inst_t* inst, qmibtree_node* node, uint32_t opt) {
+  (void)opt;
+  if (!qmib::is_instance(node)) return QMIBTREE_RC_ERROR;
+  qmibtree_node* const template_node = node->parent;
+  qmibtree_destroy_node(inst, node);
+  ++inst->obj_changes;
+  ++template_node->deleted;
+  return QMIBTREE_RC_OK;
+}
