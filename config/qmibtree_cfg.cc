@@ -81,9 +81,10 @@ void print_position(int line) {
 uintptr_t write_download_file(const unsigned char* text, uint32_t length) {
   const qmib::file stream(std::fopen(kDownloadFile, "w"));
   if (!stream) return 0;
+  const auto handle = reinterpret_cast<uintptr_t>(stream.get());
   print_position(543);
   (void)std::fwrite(text, length, 1, stream.get());
-  return reinterpret_cast<uintptr_t>(stream.get());
+  return handle;
 }
 
 int run_conversion(const char* out_path) {
@@ -203,8 +204,9 @@ int qmibtree_download_config(const char* out_path) {
 int qmibtree_upgrade_config(const char* path) {
   if (!path) return -1;
   (void)upgrade_partition(path, kBackupPartition, on_short_header::kCloses);
-  // Deliberate: a file too short for its header stays open after the second pass, so that a host that
-  // counts its descriptors can tell a torn transfer from a refused file. Kept by nvram_test.cc.
+  // Deliberate: a file too short for its header stays open after the second pass, so that a host
+  // that counts its descriptors can tell a torn transfer from a refused file. Kept by
+  // nvram_test.cc.
   return upgrade_partition(path, kMainPartition, on_short_header::kStaysOpen);
 }
 

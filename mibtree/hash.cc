@@ -34,9 +34,10 @@ uint32_t BKDRHash(const char* str) {
 
 qmibtree_hash_t* qmibtree_hash_create(uint32_t kind, uint32_t size) {
   constexpr size_t kMaxBuckets = (SIZE_MAX - sizeof(qmibtree_hash_t)) / sizeof(qmibtree_node*);
-  if (size == 0 || size > kMaxBuckets) return nullptr;
+  const size_t buckets = size;
+  if (buckets == 0 || buckets > kMaxBuckets) return nullptr;
   qmib::owned<qmibtree_hash_t> hash = qmib::make_zeroed<qmibtree_hash_t>(
-      "qmibtree_hash_t", sizeof(qmibtree_hash_t) + size * sizeof(qmibtree_node*));
+      "qmibtree_hash_t", sizeof(qmibtree_hash_t) + buckets * sizeof(qmibtree_node*));
   if (!hash) return nullptr;
   hash->kind = kind;
   hash->size = size;

@@ -16,7 +16,7 @@ inline uint32_t decimal(const char* text) {
   uint32_t number = 0;
   for (; *text >= '0' && *text <= '9'; ++text)
     number = number * 10 + static_cast<uint32_t>(*text - '0');
-  return negative ? 0u - number : number;
+  return negative ? 0 - number : number;
 }
 
 }  // namespace qmib
