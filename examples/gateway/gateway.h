@@ -1,0 +1,100 @@
+/* The example gateway: what its files share.
+ *
+ * SPDX-License-Identifier: BSD-2-Clause
+ */
+#ifndef GATEWAY_H
+#define GATEWAY_H
+
+#include <qmibtree.h>
+
+/* --- components.c: the parts of the gateway that parameters take effect in --- */
+
+enum {
+  COMP_SYSTEM,
+  COMP_MANAGEMENT,
+  COMP_LAN,
+  COMP_WLAN,
+  COMP_WAN,
+  COMP_FIREWALL,
+  COMP_COUNT,
+  COMP_NONE = QMIBTREE_COMP_MAX /* a record that belongs to no component */
+};
+
+/* Register the components and the process-wide hooks; once, before the first tree. */
+void components_register(void);
+
+/* The names of the components that the last mark action restarted, with blanks between. */
+const char* components_restarted(void);
+
+/* --- model.c: the parameters --- */
+
+#define MODEL_WORDS 0 /* ext_fn word of a record: "|"-separated words (const char*), or null */
+
+/* The schema block, filled afresh: links, bounds, defaults, and no hooks yet. The block is the
+ * same at every call, so no tree built from it may be alive. */
+qmibtree_schema_t* model_build(void);
+
+/* --- hooks.c: where the parameters meet the system --- */
+
+/* Put the read hooks into a schema, before a tree is built from it. */
+void hooks_bind(qmibtree_schema_t* schema);
+
+/* Attach the write hooks and the instance hooks to a tree just built. */
+void hooks_register(qmibtree_inst_t* inst);
+
+/* Whether the change callback prints what changed; off while a document is loaded. */
+void hooks_announce(int on);
+
+/* Changes since the last call. */
+uint32_t hooks_changes(void);
+
+/* --- transcript.c: what the program prints, and what it checks --- */
+
+void heading(const char* text);
+/* A name without its first segment, which is the same for all. */
+const char* short_name(const char* name);
+
+void say(const char* format, ...) QMIBTREE_PRINTF(1, 2);
+
+/* End the program at once: the gateway cannot run. */
+void fatal(const char* format, ...) QMIBTREE_PRINTF(1, 2);
+
+/* Each check prints one line; a failed one names what was expected and what was found. */
+void check_number(const char* what, uint32_t expected, uint32_t found);
+void check_rc(const char* what, uint32_t expected, uint32_t found);
+void check_text(const char* what, const char* expected, const char* found);
+/* For long texts: tells lengths and the first line that differs. */
+void check_document(const char* what, const char* expected, const char* found);
+/* A parameter's value, read through the tree and rendered as text. */
+void check_value(qmibtree_inst_t* inst, const char* name, const char* expected);
+
+/* Print the totals. 0 when no check failed, else 1. */
+int transcript_end(void);
+
+/* --- store.c: documents, flash and files --- */
+
+#define MAIN_DEVICE "/dev/nvram"
+#define BACKUP_DEVICE "/dev/nvrambak"
+#define DEFAULT_FILE "/etc/igd/default-conf.xml"
+#define TRACE_FILE "/tmp/tobixopen"
+#define HEADER_SIZE 8 /* of a partition: magic and length, before the text */
+
+/* The configuration document of the whole tree, as a save writes it; freed with qfree. */
+char* document_of(qmibtree_inst_t* inst);
+
+/* `length` bytes at `offset` of a file or device (0: to its end), as text; freed with qfree. */
+char* text_of_file(const char* path, int32_t offset, uint32_t length);
+
+/* Overwrite a few bytes of a device, as a worn block or a torn write would. */
+void damage(const char* device, long offset);
+
+/* Write an upgrade file that carries `text`; the last of its four end bytes is `end`: 0 in a
+ * good file. */
+void write_upgrade_file(const char* path, const char* text, unsigned char end);
+
+/* --- life.c: the script --- */
+
+/* Live through all steps, keeping files in `folder`; 0 when every check held. */
+int live(const char* folder);
+
+#endif
