@@ -15,7 +15,7 @@ Schema outline() {
   schema.add(0, "A.");
   schema.add(1, "i", QMIBTREE_TYPE_INT, 0, "5");
   schema.add(1, "u", QMIBTREE_TYPE_UINT, 0, "5");
-  schema.add(1, "s", QMIBTREE_TYPE_STRING, 0, "text");
+  schema.add(1, "s", QMIBTREE_TYPE_STRING, QMIBTREE_UID_NOTIF_DEFAULT, "text");
   schema.add(1, "b", QMIBTREE_TYPE_BOOL, 0, "true");
   schema.add(1, "k", QMIBTREE_TYPE_BASE64);
   schema.add(1, "d", QMIBTREE_TYPE_DATETIME);

@@ -20,11 +20,11 @@ TEST(Bkdr, HashesTheBytesAsSigned) {
       {"", 0},
       {"a", 97},
       {"ab", 97 * 131 + 98},
-      {"\xe9", 0x7fffffe9},              // -23, without the top bit
+      {"\xe9", 0x7fffffe9},  // -23, without the top bit
       {"a\xe9", 97 * 131 - 23},
       {"\x7f", 127},
-      {"\x80", 0x7fffff80},              // -128
-      {"zzzzz", 0x6e020faa},             // past 32 bits
+      {"\x80", 0x7fffff80},   // -128
+      {"zzzzz", 0x6e020faa},  // past 32 bits
       {"InternetGatewayDevice.", 0x1f28e36d},
       {"InternetGatewayDevice.DeviceInfo.UpTime", 0x36316809},
   };
@@ -174,7 +174,6 @@ TEST_F(NameIndex, ANameWithADifferentStoredHashIsPassedOver) {
   ++a_.node.hash;
   EXPECT_EQ(find("A."), &older.node);
 }
-
 
 class Unlinking : public NameIndex, public testing::WithParamInterface<size_t> {};
 

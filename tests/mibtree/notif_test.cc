@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "heap.hh"
@@ -19,6 +20,7 @@ class Notif : public testing::Test {
   void SetUp() override {
     queue_ = qmibtree_notif_create();
     ASSERT_NE(queue_, nullptr);
+    forced_.flags = QMIBTREE_UID_NOTIF_FORCED;
     for (qmibtree_node& each : nodes_) {
       each.uidinfo = &plain_;
       each.flags = QMIBTREE_NODE_NOTIF_ACTIVE;
@@ -51,7 +53,7 @@ class Notif : public testing::Test {
   const int blocks_before_ = live_blocks();
   qmibtree_notif_t* queue_ = nullptr;
   qmibtree_uidinfo_t plain_ = {};
-  qmibtree_uidinfo_t forced_ = {.flags = QMIBTREE_UID_NOTIF_FORCED};
+  qmibtree_uidinfo_t forced_ = {};
   std::vector<qmibtree_node> nodes_ = std::vector<qmibtree_node>(QMIBTREE_NOTIF_MAX + 2);
 };
 
@@ -106,10 +108,11 @@ TEST_P(NotifEligible, IsQueuedByTheFlagsOfNodeAndRecord) {
   add(0);
   EXPECT_EQ(queue_->num, GetParam().queued);
   EXPECT_EQ(queue_->active_num, GetParam().active);
-  if (GetParam().queued) EXPECT_EQ(queue_->entries[0].active, GetParam().active);
+  EXPECT_EQ(queue_->entries[0].active, GetParam().active);
 }
 
-constexpr uint32_t kEveryOtherNodeFlag = ~(QMIBTREE_NODE_NOTIF_ACTIVE | QMIBTREE_NODE_NOTIF_PASSIVE);
+constexpr uint32_t kEveryOtherNodeFlag =
+    ~(QMIBTREE_NODE_NOTIF_ACTIVE | QMIBTREE_NODE_NOTIF_PASSIVE);
 
 INSTANTIATE_TEST_SUITE_P(
     , NotifEligible,
@@ -121,8 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 QMIBTREE_UID_NOTIF_FORCED, 1, 1},
                     eligibility{"ForcedAndActive", QMIBTREE_NODE_NOTIF_ACTIVE,
                                 QMIBTREE_UID_NOTIF_FORCED, 1, 1},
-                    eligibility{"DefaultOfTheRecordAlone", 0,
-                                ~QMIBTREE_UID_NOTIF_FORCED, 0, 0}),
+                    eligibility{"DefaultOfTheRecordAlone", 0, ~QMIBTREE_UID_NOTIF_FORCED, 0, 0}),
     [](const auto& tested) { return tested.param.what; });
 
 TEST_F(Notif, ANodeIsQueuedOnce) {

@@ -30,10 +30,10 @@ std::vector<std::string> trace;
 
 void note(const char* hook, const qmibtree_inst_t* inst, const qmibtree_node* node) {
   const qmibtree_node* const table = qmibtree_hash_lookup_name(inst->name_hash, "A.T.");
-  trace.push_back(std::string(hook) + " " + node->fullName +
-                  " changes=" + std::to_string(inst->obj_changes) + " added=" +
-                  std::to_string(table->added) + " deleted=" + std::to_string(table->deleted) +
-                  " last=" + std::to_string(table->last_instance));
+  trace.push_back(
+      std::string(hook) + " " + node->fullName + " changes=" + std::to_string(inst->obj_changes) +
+      " added=" + std::to_string(table->added) + " deleted=" + std::to_string(table->deleted) +
+      " last=" + std::to_string(table->last_instance));
 }
 
 uint32_t note_create(qmibtree_inst_t* inst, qmibtree_node* node) {
@@ -85,8 +85,8 @@ class Object : public ::testing::Test {
     std::string text;
     for (const qmibtree_node* node = table->first_child; node; node = node->next)
       text += (text.empty() ? "" : ",") + std::to_string(node->instance);
-    return text + " last=" + std::to_string(table->last_instance) + " added=" +
-           std::to_string(table->added) + " deleted=" + std::to_string(table->deleted) +
+    return text + " last=" + std::to_string(table->last_instance) +
+           " added=" + std::to_string(table->added) + " deleted=" + std::to_string(table->deleted) +
            " changes=" + std::to_string(tree.inst->obj_changes);
   }
 
@@ -125,6 +125,12 @@ TEST_F(Object, AWishForTheNextNumberIsHonoured) {
   add_many(2);
   EXPECT_EQ(add("A.T.", 3), 0u);
   EXPECT_EQ(last, 3u);
+}
+
+TEST_F(Object, AWishJustAboveTheNextNumberIsHonoured) {
+  add_many(2);
+  EXPECT_EQ(add("A.T.", 4), 0u);
+  EXPECT_EQ(last, 4u);
 }
 
 TEST_F(Object, AWishForAFreeLowerNumberIsIgnored) {

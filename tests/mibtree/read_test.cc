@@ -99,10 +99,12 @@ TEST_F(Read, GivesEveryTypesStoredValue) {
     const char* name;
     uint32_t type;
     const char* text;
-  } rows[] = {{"A.i", QMIBTREE_TYPE_INT, "-5"},       {"A.u", QMIBTREE_TYPE_UINT, "7"},
-              {"A.s", QMIBTREE_TYPE_STRING, "text"},  {"A.b", QMIBTREE_TYPE_BOOL, "true"},
-              {"A.k", QMIBTREE_TYPE_BASE64, "YWJj"},  {"A.d", QMIBTREE_TYPE_DATETIME,
-                                                       "2001-09-09T01:46:40"},
+  } rows[] = {{"A.i", QMIBTREE_TYPE_INT, "-5"},
+              {"A.u", QMIBTREE_TYPE_UINT, "7"},
+              {"A.s", QMIBTREE_TYPE_STRING, "text"},
+              {"A.b", QMIBTREE_TYPE_BOOL, "true"},
+              {"A.k", QMIBTREE_TYPE_BASE64, "YWJj"},
+              {"A.d", QMIBTREE_TYPE_DATETIME, "2001-09-09T01:46:40"},
               {"A.unset", QMIBTREE_TYPE_STRING, "<null>"}};
   for (const auto& row : rows) {
     value = {};

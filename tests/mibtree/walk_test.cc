@@ -141,12 +141,12 @@ TEST_F(Loop, AnswersTheLastResult) {
 TEST_F(Walk, EntersParentsFirstAndLeavesThemLast) {
   add_instances({0, 0});
   EXPECT_EQ(dump(nullptr, INT_MAX), 0u);
-  EXPECT_EQ(record.calls,
-            (Calls{"+0 A.",       "+1 A.p",      "-1 A.p",    "+1 A.O.",     "+2 A.O.q",
-                   "-2 A.O.q",    "+2 A.O.r",    "-2 A.O.r",  "-1 A.O.",     "+1 A.T.",
-                   "+2 A.T.1.",   "+3 A.T.1.x",  "-3 A.T.1.x", "-2 A.T.1.",  "+2 A.T.2.",
-                   "+3 A.T.2.x",  "-3 A.T.2.x",  "-2 A.T.2.", "-1 A.T.",     "+1 A.Empty.",
-                   "-1 A.Empty.", "-0 A."}));
+  EXPECT_EQ(
+      record.calls,
+      (Calls{"+0 A.",      "+1 A.p",      "-1 A.p",      "+1 A.O.",    "+2 A.O.q",   "-2 A.O.q",
+             "+2 A.O.r",   "-2 A.O.r",    "-1 A.O.",     "+1 A.T.",    "+2 A.T.1.",  "+3 A.T.1.x",
+             "-3 A.T.1.x", "-2 A.T.1.",   "+2 A.T.2.",   "+3 A.T.2.x", "-3 A.T.2.x", "-2 A.T.2.",
+             "-1 A.T.",    "+1 A.Empty.", "-1 A.Empty.", "-0 A."}));
 }
 
 TEST_F(Walk, StartsWhereTheNameSays) {
@@ -183,8 +183,7 @@ TEST_F(Walk, GoesAsManyLevelsDownAsTheDepthSays) {
 }
 
 TEST_F(Walk, CountsLevelsFromTheOneGiven) {
-  EXPECT_EQ(
-      qmibtree_dump_by_node(tree.inst, tree.node("A.O."), nullptr, 2, 5, trace, &record), 0u);
+  EXPECT_EQ(qmibtree_dump_by_node(tree.inst, tree.node("A.O."), nullptr, 2, 5, trace, &record), 0u);
   EXPECT_EQ(record.calls,
             (Calls{"+5 A.O.", "+6 A.O.q", "-6 A.O.q", "+6 A.O.r", "-6 A.O.r", "-5 A.O."}));
 }

@@ -39,8 +39,8 @@ void flash_reset() {
 }
 
 std::string flash_read(const std::string& file) {
+  if (!std::filesystem::is_regular_file(flash_path(file))) return "(missing)";
   std::ifstream in(flash_path(file), std::ios::binary);
-  if (!in) return "(missing)";
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
@@ -48,7 +48,7 @@ void flash_write(const std::string& file, const std::string& bytes) {
   std::ofstream(flash_path(file), std::ios::binary | std::ios::trunc) << bytes;
 }
 
-void flash_remove(const std::string& file) { std::filesystem::remove(flash_path(file)); }
+void flash_remove(const std::string& file) { std::filesystem::remove_all(flash_path(file)); }
 
 void flash_poke(const std::string& file, size_t offset, const std::string& bytes) {
   flash_write(file, flash_read(file).replace(offset, bytes.size(), bytes));

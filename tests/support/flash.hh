@@ -19,7 +19,7 @@ void flash_reset();
 // Path of a file in the folder, as it is outside the stand-in.
 std::string flash_path(const std::string& file);
 
-// The whole file; "(missing)" when there is none.
+// The whole file; "(missing)" when there is none, or it is no regular file.
 std::string flash_read(const std::string& file);
 void flash_write(const std::string& file, const std::string& bytes);
 void flash_remove(const std::string& file);

@@ -1,0 +1,585 @@
+// The flash stand-in as a user meets it: the launcher is run, with a probe program under it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using words = std::vector<std::string>;
+
+constexpr size_t kPartitionSize = 65536;
+
+struct outcome {
+  int status = -1;     // exit status; -1 when a signal ended it
+  std::string output;  // standard output and standard error, as they came
+};
+
+[[noreturn]] void become(const words& command, const std::string& folder, int output) {
+  std::vector<char*> argv;
+  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+  dup2(output, STDOUT_FILENO);
+  dup2(output, STDERR_FILENO);
+  for (int fd = 3; fd < 256; ++fd) close(fd);  // whatever the runner of the tests left open
+  if (chdir(folder.c_str()) == 0) execv(argv[0], argv.data());
+  _exit(99);
+}
+
+std::string read_all(int fd) {
+  std::string text;
+  char block[4096];
+  for (ssize_t count; (count = read(fd, block, sizeof block)) > 0;)
+    text.append(block, static_cast<size_t>(count));
+  return text;
+}
+
+outcome run_in(const std::string& folder, const words& command) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  const pid_t child = fork();
+  if (child == 0) become(command, folder, ends[1]);
+  close(ends[1]);
+  outcome result;
+  result.output = read_all(ends[0]);
+  close(ends[0]);
+  int status = 0;
+  if (waitpid(child, &status, 0) == child && WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  return result;
+}
+
+std::string slurp(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return "(missing)";
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void spill(const fs::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string erased(size_t size) { return std::string(size, '\xff'); }
+
+class Flashsim : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = testing::TempDir() + "flashsim.XXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    work_ = fs::canonical(pattern);
+  }
+  void TearDown() override { fs::remove_all(work_); }
+
+  fs::path at(const std::string& file) const { return work_ / "flash" / file; }
+
+  outcome flashsim(words arguments) const {
+    arguments.insert(arguments.begin(), FLASHSIM_PATH);
+    return run_in(work_, arguments);
+  }
+
+  outcome under(words program) const {
+    program.insert(program.begin(), {"--dir", "flash", "--"});
+    return flashsim(program);
+  }
+
+  // What the probe prints for these operations.
+  std::string probe(words operations) const {
+    operations.insert(operations.begin(), FLASHSIM_PROBE_PATH);
+    return under(operations).output;
+  }
+
+  std::string shell(const std::string& script) const {
+    return under({"/bin/sh", "-c", script}).output;
+  }
+
+  // Uses the folder for the first time.
+  void make_flash() const { ASSERT_EQ(under({FLASHSIM_PROBE_PATH}).status, 0); }
+
+  // The folder with a main device of `bytes`.
+  void make_device(const std::string& bytes) const {
+    make_flash();
+    spill(at("nvram"), bytes);
+  }
+
+  fs::path work_;
+};
+
+// --- the folder and the partitions it gets ---
+
+TEST_F(Flashsim, FirstUseMakesTheFolderWithErasedPartitions) {
+  EXPECT_EQ(under({FLASHSIM_PROBE_PATH}).status, 0);
+  EXPECT_EQ(slurp(at("nvram")), erased(kPartitionSize));
+  EXPECT_EQ(slurp(at("nvrambak")), erased(kPartitionSize));
+  EXPECT_EQ(std::distance(fs::directory_iterator(work_ / "flash"), {}), 2);
+}
+
+TEST_F(Flashsim, PartitionsAreMadeBesideFilesThatAreThere) {
+  fs::create_directory(work_ / "flash");
+  spill(at("default-conf.xml"), "<a/>");
+  make_flash();
+  EXPECT_EQ(slurp(at("nvram")), erased(kPartitionSize));
+  EXPECT_EQ(slurp(at("default-conf.xml")), "<a/>");
+}
+
+TEST_F(Flashsim, LaterUsesKeepWhatTheFolderHolds) {
+  make_device("kept");
+  make_flash();
+  EXPECT_EQ(slurp(at("nvram")), "kept");
+}
+
+TEST_F(Flashsim, PartitionMissingBesideTheOtherStaysMissing) {
+  make_flash();
+  for (const std::string gone : {"nvram", "nvrambak"}) {
+    fs::remove(at(gone));
+    make_flash();
+    EXPECT_FALSE(fs::exists(at(gone)));
+    spill(at(gone), "");
+  }
+}
+
+TEST_F(Flashsim, FolderIsMadeOneLevelDeepOnly) {
+  const outcome result = flashsim({"--dir", "no/flash", "--", "/bin/true"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot make folder 'no/flash': No such file or directory\n");
+}
+
+TEST_F(Flashsim, FileInTheFoldersPlaceIsRefused) {
+  spill(work_ / "flash", "");
+  const outcome result = under({FLASHSIM_PROBE_PATH});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot use folder 'flash': Not a directory\n");
+}
+
+TEST_F(Flashsim, ProgramIsToldTheFoldersAbsolutePath) {
+  EXPECT_EQ(shell("cd / && echo $FLASHSIM_DIR"), at("").parent_path().string() + "\n");
+}
+
+TEST_F(Flashsim, PathsAreServedWhereverTheProgramGoes) {
+  EXPECT_EQ(shell("cd / && echo here > /tmp/tobixopen"), "");
+  EXPECT_EQ(slurp(at("tobixopen")), "here\n");
+}
+
+// --- a partition as a stream ---
+
+TEST_F(Flashsim, StreamInModeWKeepsTheOtherBytes) {
+  make_device("0123456789");
+  EXPECT_EQ(probe({"fopen", "/dev/nvram", "w", "fseek", "4", "fwrite", "x", "2", "fclose"}),
+            "fopen=0\nfseek=0\nfwrite=2\nfclose=0\n");
+  EXPECT_EQ(slurp(at("nvram")), "0123xx6789");
+}
+
+TEST_F(Flashsim, StreamReadsAndTellsTheDevicesSize) {
+  make_device("aabbb");
+  EXPECT_EQ(probe({"fopen", "/dev/nvram", "r", "fread", "3", "ftell", "fseek_end", "ftell", "fread",
+                   "1", "ferror", "fclose"}),
+            "fopen=0\nfread=3 61*2 62*1\nftell=3\nfseek_end=0\nftell=5\nfread=0\nferror=0\n"
+            "fclose=0\n");
+}
+
+TEST_F(Flashsim, StreamReadsAndWritesInUpdateModes) {
+  for (const std::string mode : {"r+", "w+", "rb+"}) {
+    make_device("0123");
+    EXPECT_EQ(probe({"fopen", "/dev/nvram", mode, "fread", "1", "fseek", "2", "fwrite", "x", "1",
+                     "fseek", "0", "fread", "4", "fclose"}),
+              "fopen=0\nfread=1 30*1\nfseek=0\nfwrite=1\nfseek=0\nfread=4 30*1 31*1 78*1 33*1\n"
+              "fclose=0\n");
+  }
+}
+
+TEST_F(Flashsim, StreamPastTheEndFallsShort) {
+  make_device(erased(10));
+  EXPECT_EQ(
+      probe({"fopen", "/dev/nvram", "w", "fseek", "8", "fwrite", "x", "5", "ferror", "fclose"}),
+      "fopen=0\nfseek=0\nfwrite=5\nferror=0\nfclose=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvram")), erased(8) + "xx");
+}
+
+TEST_F(Flashsim, StreamLargerThanItsBufferFallsShortAtOnce) {
+  make_flash();
+  const std::string output =
+      probe({"fopen", "/dev/nvram", "w", "fseek", "8", "fwrite", "x", "65536", "ferror"});
+  EXPECT_NE(output.find("ferror=1\n"), std::string::npos) << output;
+  EXPECT_EQ(output.find("fwrite=65536\n"), std::string::npos) << output;
+  EXPECT_EQ(slurp(at("nvram")), erased(8) + std::string(kPartitionSize - 8, 'x'));
+}
+
+TEST_F(Flashsim, AppendingStreamDoesNotGrowTheDevice) {
+  make_device(erased(10));
+  EXPECT_EQ(probe({"fopen", "/dev/nvram", "a", "fwrite", "x", "1", "fclose"}),
+            "fopen=0\nfwrite=1\nfclose=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvram")), erased(10));
+}
+
+TEST_F(Flashsim, StreamModeThatMeansNothingIsRefused) {
+  EXPECT_EQ(probe({"fopen", "/dev/nvram", "q"}), "fopen=-1 (Invalid argument)\n");
+}
+
+TEST_F(Flashsim, StreamOnAnOpenDeviceIsBoundedToo) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "+", "fdopen", "r+", "fwrite", "x", "9", "fclose"}),
+            "open=0\nfdopen=0\nfwrite=9\nfclose=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvram")), "xxxx");
+}
+
+TEST_F(Flashsim, StreamIsNotReopenedOnAPartition) {
+  make_device("0123");
+  EXPECT_EQ(probe({"fopen", "/dev/null", "w", "freopen", "/dev/nvram", "w"}),
+            std::string("fopen=0\nfreopen=-1 (") + std::strerror(ENOTSUP) + ")\n");
+  EXPECT_EQ(slurp(at("nvram")), "0123");
+}
+
+TEST_F(Flashsim, StreamClosesItsDescriptor) {
+  EXPECT_EQ(probe({"free_fd", "fopen", "/dev/nvram", "r", "free_fd", "fclose", "free_fd"}),
+            "free_fd=3\nfopen=0\nfree_fd=4\nfclose=0\nfree_fd=3\n");
+}
+
+#ifdef __GLIBC__
+TEST_F(Flashsim, StreamHasADescriptor) {
+  EXPECT_EQ(probe({"fopen", "/dev/nvram", "r", "fileno"}), "fopen=0\nfileno=0\n");
+}
+#endif
+
+// --- a partition as a descriptor ---
+
+TEST_F(Flashsim, OpenNeitherEmptiesNorMakesNorExtends) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "+cta", "write", "x", "1", "read", "9", "close"}),
+            "open=0\nwrite=1\nread=3 31*1 32*1 33*1\nclose=0\n");
+  EXPECT_EQ(slurp(at("nvram")), "x123");
+}
+
+TEST_F(Flashsim, WriteStopsAtTheEnd) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "lseek", "3", "write", "x", "2", "write", "x", "1",
+                   "lseek_end", "write", "x", "0"}),
+            "open=0\nlseek=3\nwrite=1\nwrite=-1 (No space left on device)\nlseek_end=4\nwrite=0\n");
+  EXPECT_EQ(slurp(at("nvram")), "012x");
+}
+
+TEST_F(Flashsim, PositionedWriteStopsAtTheEnd) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "pwrite", "x", "9", "2", "pwrite", "x", "1", "4"}),
+            "open=0\npwrite=2\npwrite=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvram")), "01xx");
+}
+
+TEST_F(Flashsim, WriteOfPartsStopsAtTheEnd) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "writev", "x", "6", "writev", "x", "2"}),
+            "open=0\nwritev=4\nwritev=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvram")), "xxxx");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "writev", "y", "8"}), "open=0\nwritev=4\n");
+}
+
+TEST_F(Flashsim, DuplicateOfADescriptorStopsAtTheEnd) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "dup", "write", "x", "9"}),
+            "open=0\ndup=0\nwrite=4\n");
+}
+
+TEST_F(Flashsim, SizeCannotBeChanged) {
+  make_device("0123");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "ftruncate", "1", "truncate", "/dev/nvram", "9"}),
+            "open=0\nftruncate=0\ntruncate=0\n");
+  EXPECT_EQ(slurp(at("nvram")), "0123");
+}
+
+TEST_F(Flashsim, CommandsFindADeviceInTheirRedirections) {
+  make_device("0123");
+  EXPECT_EQ(shell("printf ab > /dev/nvram; printf cd >> /dev/nvram; cat /dev/nvram"), "cd23");
+  spill(work_ / "long", "wxyz+");
+  EXPECT_NE(shell("cat long > /dev/nvram; dd if=long of=/dev/nvram 2>&1").find("No space left"),
+            std::string::npos);
+  EXPECT_EQ(slurp(at("nvram")), "wxyz");
+}
+
+// --- missing and shorter devices ---
+
+TEST_F(Flashsim, MissingPartitionIsAMissingDevice) {
+  make_flash();
+  fs::remove(at("nvram"));
+  for (const std::string mode : {"r", "w", "a", "w+"})
+    EXPECT_EQ(probe({"fopen", "/dev/nvram", mode}), "fopen=-1 (No such file or directory)\n");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "+ct"}), "open=-1 (No such file or directory)\n");
+  EXPECT_FALSE(fs::exists(at("nvram")));
+  EXPECT_EQ(probe({"fopen", "/dev/nvrambak", "r", "fread", "65537"}),
+            "fopen=0\nfread=65536 ff*65536\n");
+}
+
+TEST_F(Flashsim, PartitionRemovedByTheProgramIsMissingFromThenOn) {
+  EXPECT_EQ(probe({"unlink", "/dev/nvram", "fopen", "/dev/nvram", "w"}),
+            "unlink=0\nfopen=-1 (No such file or directory)\n");
+  EXPECT_FALSE(fs::exists(at("nvram")));
+}
+
+TEST_F(Flashsim, ShorterFileIsAShorterDevice) {
+  make_flash();
+  fs::resize_file(at("nvrambak"), 100);
+  EXPECT_EQ(probe({"fopen", "/dev/nvrambak", "w", "fwrite", "x", "101", "fseek_end"}),
+            "fopen=0\nfwrite=101\nfseek_end=-1 (No space left on device)\n");
+  EXPECT_EQ(slurp(at("nvrambak")), std::string(100, 'x'));
+}
+
+TEST_F(Flashsim, DeviceWithoutBytesTakesNone) {
+  make_device("");
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "write", "x", "1"}),
+            "open=0\nwrite=-1 (No space left on device)\n");
+}
+
+// --- the ordinary files ---
+
+TEST_F(Flashsim, OrdinaryFilesAreServed) {
+  for (const auto& [path, file] :
+       {std::pair{"/etc/igd/default-conf.xml", "default-conf.xml"},
+        std::pair{"/tmp/tobixopen", "tobixopen"},
+        std::pair{"/tmp/temp_config_for_download", "temp_config_for_download"}}) {
+    EXPECT_EQ(probe({"stat", path, "access", path}),
+              "stat=-1 (No such file or directory)\naccess=-1 (No such file or directory)\n");
+    EXPECT_EQ(
+        probe({"fopen", path, "w", "fwrite", "x", "3", "fclose", "stat", path, "access", path}),
+        "fopen=0\nfwrite=3\nfclose=0\nstat=3\naccess=0\n");
+    EXPECT_EQ(slurp(at(file)), "xxx");
+  }
+}
+
+TEST_F(Flashsim, OrdinaryFilesAreEmptiedAndGrowAsFilesDo) {
+  make_flash();
+  spill(at("tobixopen"), "long before");
+  EXPECT_EQ(probe({"fopen", "/tmp/tobixopen", "w", "fwrite", "x", "1", "fclose", "open",
+                   "/tmp/tobixopen", "wa", "write", "y", "2", "truncate", "/tmp/tobixopen", "2"}),
+            "fopen=0\nfwrite=1\nfclose=0\nopen=0\nwrite=2\ntruncate=0\n");
+  EXPECT_EQ(slurp(at("tobixopen")), "xy");
+}
+
+TEST_F(Flashsim, OrdinaryFilesAreReopenedRenamedAndRemoved) {
+  EXPECT_EQ(probe({"fopen", "/dev/null", "w", "freopen", "/tmp/tobixopen", "w", "fwrite", "x", "1",
+                   "fclose", "rename", "/tmp/tobixopen", "/tmp/temp_config_for_download"}),
+            "fopen=0\nfreopen=0\nfwrite=1\nfclose=0\nrename=0\n");
+  EXPECT_EQ(slurp(at("temp_config_for_download")), "x");
+  EXPECT_FALSE(fs::exists(at("tobixopen")));
+  EXPECT_EQ(probe({"unlink", "/tmp/temp_config_for_download"}), "unlink=0\n");
+  EXPECT_FALSE(fs::exists(at("temp_config_for_download")));
+}
+
+TEST_F(Flashsim, CommandsOfTheProgramAreServedToo) {
+  EXPECT_EQ(probe({"fopen", "/tmp/tobixopen", "w", "fwrite", "x", "3", "fclose", "system",
+                   "cat /tmp/tobixopen && cp /tmp/tobixopen copy && rm /tmp/tobixopen && "
+                   "! test -e /tmp/tobixopen && mv copy /tmp/tobixopen && ls /tmp/tobixopen"}),
+            "fopen=0\nfwrite=3\nfclose=0\nxxx/tmp/tobixopen\nsystem=0\n");
+  EXPECT_EQ(slurp(at("tobixopen")), "xxx");
+}
+
+TEST_F(Flashsim, OtherPathsAreLeftAlone) {
+  spill(work_ / "plain", "before");
+  EXPECT_EQ(probe({"fopen", "plain", "w", "fwrite", "x", "2", "fclose", "open", "plain", "wa",
+                   "write", "y", "1", "stat", "plain", "stat", "/dev/nvrambak2", "ftruncate", "0"}),
+            "fopen=0\nfwrite=2\nfclose=0\nopen=0\nwrite=1\nstat=3\n"
+            "stat=-1 (No such file or directory)\nftruncate=0\n");
+  EXPECT_EQ(slurp(work_ / "plain"), "");
+}
+
+TEST_F(Flashsim, PartitionsFileIsAnOrdinaryFileByItsOwnPath) {
+  make_flash();
+  EXPECT_EQ(probe({"open", at("nvram"), "wt", "write", "x", "3"}), "open=0\nwrite=3\n");
+  EXPECT_EQ(slurp(at("nvram")), "xxx");
+}
+
+// --- mtd ---
+
+TEST_F(Flashsim, MtdErasesThePartitionItIsTold) {
+  make_device("0123");
+  spill(at("nvrambak"), "4567");
+  EXPECT_EQ(probe({"system", "mtd erase NVRAM"}), "system=0\n");
+  EXPECT_EQ(slurp(at("nvram")), erased(4));
+  EXPECT_EQ(slurp(at("nvrambak")), "4567");
+  EXPECT_EQ(probe({"system", "mtd erase NVRAMBAK"}), "system=0\n");
+  EXPECT_EQ(slurp(at("nvrambak")), erased(4));
+}
+
+TEST_F(Flashsim, MtdErasesAWholePartition) {
+  make_device(std::string(kPartitionSize, 'x'));
+  EXPECT_EQ(under({"mtd", "erase", "NVRAM"}).status, 0);
+  EXPECT_EQ(slurp(at("nvram")), erased(kPartitionSize));
+}
+
+TEST_F(Flashsim, MtdNamesTheDeviceThatIsMissing) {
+  make_flash();
+  fs::remove(at("nvram"));
+  const outcome result = under({"mtd", "erase", "NVRAM"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "mtd: cannot open /dev/nvram (" + at("nvram").string() +
+                               "): No such file or directory\n");
+  EXPECT_FALSE(fs::exists(at("nvram")));
+}
+
+TEST_F(Flashsim, MtdRefusesEverythingElse) {
+  make_device("0123");
+  for (const words& command :
+       {words{"mtd"}, words{"mtd", "erase"}, words{"mtd", "erase", "nvram"},
+        words{"mtd", "write", "NVRAM"}, words{"mtd", "erase", "NVRAM", "x"}}) {
+    const outcome result = under(command);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output.find("usage: mtd erase NVRAM|NVRAMBAK\n"), 0u) << result.output;
+  }
+  EXPECT_EQ(slurp(at("nvram")), "0123");
+}
+
+TEST_F(Flashsim, MtdIsFoundBeforeAnotherOfThatName) {
+  fs::create_symlink("/bin/false", work_ / "mtd");
+  const std::string path = getenv("PATH");
+  setenv("PATH", (work_.string() + ":" + path).c_str(), 1);
+  const outcome result = under({"mtd", "erase", "NVRAM"});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(Flashsim, MtdOutsideFlashsimTouchesNothing) {
+  const outcome result = under({"/usr/bin/env", "-u", "FLASHSIM_DIR", "mtd", "erase", "NVRAM"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "mtd: FLASHSIM_DIR is not set: run under flashsim\n");
+}
+
+// --- zorem_cfg ---
+
+TEST_F(Flashsim, ZoremCfgWrapsTheTextIntoAnUpgradeFile) {
+  make_flash();
+  const std::string text(65528, 't');
+  spill(at("temp_config_for_download"), text);
+  EXPECT_EQ(probe({"system", "zorem_cfg -v 0 -i /tmp/temp_config_for_download -o out "}),
+            "system=0\n");
+  EXPECT_EQ(slurp(work_ / "out"),
+            std::string("zoremcfg\0\0\0\0\xf8\xff\0\0", 16) + text + std::string(4, '\0'));
+}
+
+TEST_F(Flashsim, ZoremCfgWrapsTheEmptyText) {
+  spill(work_ / "in", "");
+  EXPECT_EQ(under({"zorem_cfg", "-o", "out", "-i", "in", "-v", "0"}).status, 0);
+  EXPECT_EQ(slurp(work_ / "out"), "zoremcfg" + std::string(12, '\0'));
+}
+
+TEST_F(Flashsim, ZoremCfgNamesTheFileThatFails) {
+  spill(work_ / "in", "text");
+  outcome result = under({"zorem_cfg", "-v", "0", "-i", "none", "-o", "out"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "zorem_cfg: cannot read none: No such file or directory\n");
+  EXPECT_FALSE(fs::exists(work_ / "out"));
+  result = under({"zorem_cfg", "-v", "0", "-i", ".", "-o", "out"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "zorem_cfg: cannot read .: Is a directory\n");
+  result = under({"zorem_cfg", "-v", "0", "-i", "in", "-o", "no/out"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "zorem_cfg: cannot write no/out: No such file or directory\n");
+  result = under({"zorem_cfg", "-v", "0", "-i", "in", "-o", "/dev/full"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "zorem_cfg: cannot write /dev/full: No space left on device\n");
+}
+
+TEST_F(Flashsim, ZoremCfgRefusesWrongUsage) {
+  spill(work_ / "in", "text");
+  for (const words& command :
+       {words{"zorem_cfg"}, words{"zorem_cfg", "-i", "in", "-o", "out"},
+        words{"zorem_cfg", "-v", "1", "-i", "in", "-o", "out"},
+        words{"zorem_cfg", "-v", "0", "-i", "in"}, words{"zorem_cfg", "-v", "0", "-o", "out"},
+        words{"zorem_cfg", "-v", "0", "-i", "in", "-o", "out", "more"},
+        words{"zorem_cfg", "-v", "0", "-i", "in", "-o", "out", "-x"}}) {
+    const outcome result = under(command);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.output.find("usage: zorem_cfg -v 0 -i IN -o OUT\n"), std::string::npos);
+  }
+  EXPECT_FALSE(fs::exists(work_ / "out"));
+}
+
+// --- the launcher ---
+
+TEST_F(Flashsim, ExitStatusIsTheProgramsOwn) {
+  EXPECT_EQ(under({FLASHSIM_PROBE_PATH, "exit", "0"}).status, 0);
+  EXPECT_EQ(under({FLASHSIM_PROBE_PATH, "exit", "42"}).status, 42);
+}
+
+TEST_F(Flashsim, ProgramsOptionsAreItsOwn) {
+  EXPECT_EQ(flashsim({"--dir=flash", "/bin/echo", "--dir", "--help"}).output, "--dir --help\n");
+}
+
+TEST_F(Flashsim, ProgramThatCannotStartIsNamed) {
+  outcome result = under({"./none"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot start './none': No such file or directory\n");
+  spill(work_ / "text", "");
+  result = under({"./text"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot start './text': Permission denied\n");
+}
+
+TEST_F(Flashsim, WrongUsageIsNamed) {
+  for (const auto& [arguments, why] :
+       {std::pair{words{}, "--dir is missing"}, std::pair{words{"/bin/true"}, "--dir is missing"},
+        std::pair{words{"--dir"}, "--dir needs a folder"},
+        std::pair{words{"--dir", "flash"}, "which program"},
+        std::pair{words{"--dir", "flash", "--"}, "which program"},
+        std::pair{words{"--dri", "flash"}, "unknown option '--dri'"},
+        std::pair{words{"-xy", "flash"}, "unknown option '-x'"}}) {
+    const outcome result = flashsim(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output.find("flashsim: " + std::string(why)), 0u) << result.output;
+    EXPECT_NE(result.output.find("usage: flashsim --dir DIR"), std::string::npos);
+  }
+  EXPECT_FALSE(fs::exists(work_ / "flash"));
+}
+
+TEST_F(Flashsim, HelpShowsAnExample) {
+  const outcome result = flashsim({"--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.output.find("flashsim --dir flash -- ./gateway\n"), std::string::npos);
+}
+
+TEST_F(Flashsim, OptionsOfTheAddressSanitizerAreKept) {
+  setenv("ASAN_OPTIONS", "exitcode=7", 1);
+  const std::string output = shell("echo $ASAN_OPTIONS");
+  unsetenv("ASAN_OPTIONS");
+  EXPECT_EQ(output, "exitcode=7:verify_asan_link_order=0\n");
+}
+
+TEST_F(Flashsim, LauncherWithoutItsPartsStartsNothing) {
+  fs::create_directories(work_ / "bin");
+  fs::copy_file(FLASHSIM_PATH, work_ / "bin/flashsim");
+  const outcome result =
+      run_in(work_, {work_ / "bin/flashsim", "--dir", "flash", "--", "/bin/echo", "started"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot load '" +
+                               (work_ / "lib/flashsim/libflashsim.so").string() +
+                               "': No such file or directory\n");
+}
+
+TEST_F(Flashsim, LauncherMovesWithItsParts) {
+  const fs::path built = fs::path(FLASHSIM_PATH).parent_path().parent_path();
+  fs::create_directories(work_ / "bin");
+  fs::copy_file(FLASHSIM_PATH, work_ / "bin/flashsim");
+  fs::create_directories(work_ / "lib");
+  fs::copy(built / "lib/flashsim", work_ / "lib/flashsim");
+  const outcome result = run_in(work_, {work_ / "bin/flashsim", "--dir", "flash", "--", "/bin/sh",
+                                        "-c", "mtd erase NVRAM && wc -c < /dev/nvram"});
+  EXPECT_EQ(result.output, "65536\n");
+}
+
+TEST_F(Flashsim, LauncherThatCannotBePreloadedIsRefused) {
+  const fs::path built = fs::path(FLASHSIM_PATH).parent_path().parent_path();
+  fs::create_directories(work_ / "a b/bin");
+  fs::copy_file(FLASHSIM_PATH, work_ / "a b/bin/flashsim");
+  fs::create_directories(work_ / "a b/lib");
+  fs::copy(built / "lib/flashsim", work_ / "a b/lib/flashsim");
+  const outcome result =
+      run_in(work_, {work_ / "a b/bin/flashsim", "--dir", "flash", "--", "/bin/echo"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_NE(result.output.find("its path has a blank or a colon"), std::string::npos);
+}
+
+}  // namespace
