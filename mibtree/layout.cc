@@ -1,5 +1,5 @@
-// What hosts rely on about the records' layout. Hosts fill schema records in their own code, some of
-// it generated, and the library indexes them: a field that moves breaks every host in the field.
+// What hosts rely on about the records' layout. Hosts fill schema records in their own code, some
+// of it generated, and the library indexes them: a field that moves breaks every host in the field.
 #include <cstddef>
 
 #include "qmibtree.h"

@@ -377,6 +377,14 @@ TEST_F(Load, TraceThatCannotBeOpenedStopsNothing) {
   expect_saved("main");
 }
 
+TEST_F(Load, TraceThatCannotBeWrittenStopsNothing) {
+  std::filesystem::create_symlink("/dev/full", flash_path(kTrace));
+  put(kMain, kMainImage);
+  EXPECT_EQ(load(), 0);
+  EXPECT_EQ(text(), "main");
+  expect_saved("main");
+}
+
 // --- memory ---
 
 // With each allocation failing in turn, the trace tells whether a save was made. With one each

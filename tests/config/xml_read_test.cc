@@ -94,8 +94,10 @@ TEST_F(XmlRead, BlanksAreAValue) {
 }
 
 TEST_F(XmlRead, TextInAnObjectIsIgnored) {
+  allocation_tags();
   EXPECT_EQ(load("<R.>stray<Port.>stray</Port.></R.>"), QMIBTREE_RC_OK);
   EXPECT_TRUE(changes().empty());
+  EXPECT_EQ(allocation_tags(), Texts{});  // not even copied
 }
 
 TEST_F(XmlRead, UnknownNamesAreSkippedWithAllBelowThem) {
@@ -184,7 +186,9 @@ const Attributes kAttributes[] = {
     {"ZeroIsOff", kActive, "notification=\"0\"", kOff | kNone},
     {"AnyOtherTextIsOff", kPassive, "notification=\"active\"", kOff | kNone},
     {"EmptyTextIsOff", kActive, "notification=\"\"", kOff | kNone},
-    {"LongerNumberIsOff", kActive, "notification=\"20\"", kOff | kNone},
+    {"LongerActiveIsOff", kActive, "notification=\"20\"", kOff | kNone},
+    {"LongerPassiveIsOff", kActive, "notification=\"10\"", kOff | kNone},
+    {"LongerSubscriberTakesAccess", kSubscriber, "accesslist=\"subscribers\"", kOff | kNone},
     {"SubscriberGivesAccess", kNone, "accesslist=\"subscriber\"", kOff | kSubscriber},
     {"AnyOtherListTakesAccess", kSubscriber, "accesslist=\"Subscriber\"", kOff | kNone},
     {"EmptyListTakesAccess", kSubscriber, "accesslist=\"\"", kOff | kNone},
@@ -685,6 +689,10 @@ TEST_F(XmlRead, WhatCameBeforeTooLongAPathStaysAndTheRestIsNotLookedAt) {
             QMIBTREE_RC_ERROR);
   EXPECT_EQ(read("R.Text"), "new");
   EXPECT_EQ(read("R.Number"), "5");
+}
+
+TEST_F(XmlRead, TooLongARootElementIsRefusedThoughItEndsAtOnce) {
+  EXPECT_EQ(load("<" + std::string(512, 'n') + "/>"), QMIBTREE_RC_ERROR);
 }
 
 TEST_F(XmlRead, NameOfAMillionCharactersIsRefused) {

@@ -1,7 +1,7 @@
 /* The public header is valid C99, and each record has both spellings. */
 #include "qmibtree.h"
 
-#define BOTH_SPELLINGS(record) \
+#define BOTH_SPELLINGS(record)     \
   extern record* record##_typedef; \
   extern struct record* record##_typedef
 

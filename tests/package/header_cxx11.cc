@@ -1,7 +1,7 @@
 // The public header is valid C++11 too.
 #include "qmibtree.h"
 
-#define BOTH_SPELLINGS(record) \
+#define BOTH_SPELLINGS(record)     \
   extern record* record##_typedef; \
   extern struct record* record##_typedef
 
