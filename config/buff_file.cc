@@ -18,8 +18,8 @@ uint32_t dump_to_file(const qmibtree_buff_t* buff, const char* path, long offset
   const size_t length = std::strlen(buff->start);
   if (std::fseek(stream.get(), offset, whence) != 0) return QMIBTREE_RC_ERROR;
   if (std::fwrite(buff->start, 1, length, stream.get()) < length) {
-    // Deliberate: after a short write the stream stays open. Closing would push out the rest of its
-    // buffer and have the flash driver commit a torn block. Kept by buff_file_test.cc.
+    // Deliberate: after a short write the stream stays open. Closing it would push the rest of its
+    // buffer at a device that has just refused bytes. Kept by buff_file_test.cc.
     (void)stream.release();
     return QMIBTREE_RC_ERROR;
   }

@@ -13,7 +13,7 @@ namespace {
 struct loader {
   qmibtree_xml_load_ctx_t ctx;
   XML_Parser parser;
-  bool stopped;  // the parser may still deliver a little after it was told to stop
+  bool stopped;  // the parser still ends an empty element in whose start it was told to stop
 };
 
 constexpr int32_t kMaxDepth = sizeof qmibtree_xml_load_ctx_t::lengths / sizeof(uint32_t) - 1;
@@ -116,12 +116,11 @@ void enter_instance(loader* load, element* seen) {
 void XMLCALL qmibtree_xml_start_element(void* user, const XML_Char* name, const XML_Char** pairs) {
   auto* const load = static_cast<loader*>(user);
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
-  if (load->stopped) return;
   if (ctx.depth >= kMaxDepth) return stop(load);
   ctx.ignore = 0;
   element seen;
   for (; *pairs && !load->stopped; pairs += 2) take_attribute(load, &seen, pairs[0], pairs[1]);
-  if (!load->stopped && !seen.named) append_path(load, name);
+  if (!seen.named) append_path(load, name);
   if (!load->stopped && seen.instance != 0) enter_instance(load, &seen);
   if (load->stopped) return;
   if (seen.attr != 0) (void)qmibtree_set_attr(ctx.inst, ctx.path, seen.attr);
@@ -138,7 +137,7 @@ void XMLCALL qmibtree_xml_end_element(void* user, const XML_Char*) {
 void XMLCALL qmibtree_xml_char_data(void* user, const XML_Char* text, int len) {
   auto* const load = static_cast<loader*>(user);
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
-  if (load->stopped || ctx.ignore) return;
+  if (ctx.ignore) return;
   const qmibtree_node* const node = qmibtree_find_node_by_name(ctx.inst, ctx.path);
   if (!node || !qmib::is_param(node)) return;
   const auto size = static_cast<size_t>(len);

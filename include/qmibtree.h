@@ -703,7 +703,8 @@ QMIBTREE_API uint32_t qmibtree_lookup_dbg(qmibtree_inst_t* inst, qmibtree_node* 
  * `offset`. The path is opened with mode "w": a regular file is emptied first and
  * gets a hole before `offset`; a character device keeps its other bytes.
  * 0; QMIBTREE_RC_ERROR when it cannot be opened or positioned or the text was not
- * written whole; after a short write the stream is left open. */
+ * written whole. After a write that fell short the stream is left open; not so when
+ * only its closing found that bytes were missing. */
 QMIBTREE_API uint32_t qmibtree_buff_dump_to_file(qmibtree_buff_t* buff, const char* path,
                                                  int32_t offset);
 

@@ -691,6 +691,14 @@ TEST_F(XmlRead, WhatCameBeforeTooLongAPathStaysAndTheRestIsNotLookedAt) {
   EXPECT_EQ(read("R.Number"), "5");
 }
 
+TEST_F(XmlRead, ElementOfTooLongAPathHasNoEffectOnTheOneAroundIt) {
+  EXPECT_EQ(load(in_root("<Port.><x instance=\"3\" notification=\"2\" name=\"" +
+                         std::string(600, 'n') + "\"/></Port.>")),
+            QMIBTREE_RC_ERROR);
+  EXPECT_EQ(instances("R.Port."), 0);
+  EXPECT_EQ(tree.node("R.Port.")->flags, 0u);
+}
+
 TEST_F(XmlRead, TooLongARootElementIsRefusedThoughItEndsAtOnce) {
   EXPECT_EQ(load("<" + std::string(512, 'n') + "/>"), QMIBTREE_RC_ERROR);
 }

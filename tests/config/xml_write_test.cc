@@ -339,14 +339,15 @@ TEST_F(XmlWrite, EveryBufferThatIsTooSmallIsExceeded) {
   set_attr("R.Shed.Size", kPassive);
   add_instance(tree.inst, "R.Port.", 0, 7);
   add_instance(tree.inst, "R.Port.1.Rule.");
+  add_instance(tree.inst, "R.Yard.Gate.");
   const std::string whole = document();
   for (uint32_t size = 0; size <= whole.size(); ++size) {
     std::string text(size, '\0');
     qmibtree_buff_t buff = {text.data(), text.data(), size, size};
     ASSERT_EQ(qmibtree_xml_dump_config(tree.inst, nullptr, &buff, 0), QMIBTREE_RC_DUMP_EXCEEDED)
         << size;
-    const std::string written(buff.start, static_cast<size_t>(buff.pos - buff.start));
-    ASSERT_EQ(written, whole.substr(0, written.size())) << size;
+    // filled to the last byte by what was cut, and by nothing that came after it
+    ASSERT_EQ(std::string(text.c_str()), whole.substr(0, size > 0 ? size - 1 : 0)) << size;
   }
 }
 
