@@ -108,12 +108,13 @@ QMIBTREE_API const char* qmibtree_rc_string(uint32_t rc);
 struct qmibtree_value_t {
   uint32_t type; /* QMIBTREE_TYPE_*; 0 for no value */
   QMIBTREE_EXTENSION union {
+    const char* str;     /* string: NUL-terminated text, or null for none. First, so that an
+                          * initialiser of {0} clears the payload's whole width */
+    const uint8_t* data; /* base64: the decoded bytes, or null for none */
     int32_t i;           /* int */
     uint32_t u;          /* unsignedInt */
     int32_t t;           /* datetime: seconds since the epoch, UTC */
     uint8_t b;           /* bool: 0 or 1; only this byte means anything */
-    const char* str;     /* string: NUL-terminated text, or null for none */
-    const uint8_t* data; /* base64: the decoded bytes, or null for none */
   };
   uint32_t len;  /* base64: number of bytes at `data` */
   uint8_t owned; /* string, base64: 1 when this value frees its storage */
