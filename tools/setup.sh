@@ -1,4 +1,12 @@
-# Sourced by ./check and ./demo: installs Debian packages that are missing.
+# Sourced by ./check and ./demo, with `root` set to the project's folder.
+
+# The loader splits the path of a preloaded library at blanks and colons.
+case $root in
+*[[:space:]:]*)
+  echo "$0: the folder '$root' has a blank or a colon in its path: move the project elsewhere" >&2
+  exit 1
+  ;;
+esac
 
 # need_packages NAME...: as root, or through sudo; where neither is at hand, names them and stops.
 need_packages() {
