@@ -3,9 +3,9 @@
 # Usage: gateway.sh STAGE SOURCE SCRATCH
 set -eu
 stage=$1 source=$2 scratch=$3
-rm -rf "$scratch/flash"
+rm -rf "$scratch"
 mkdir -p "$scratch/flash"
-cmake -S "$source/examples/gateway" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$stage" \
+cmake -G Ninja -S "$source/examples/gateway" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$stage" \
   -DCMAKE_C_FLAGS=-Werror >"$scratch/log"
 cmake --build "$scratch/build" >>"$scratch/log"
 cp "$source/examples/gateway/default-conf.xml" "$scratch/flash/"

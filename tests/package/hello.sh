@@ -20,7 +20,7 @@ static)
     -lqmibtree -Wl,-Bdynamic -lexpat
   ;;
 find_package)
-  cmake -S "$source/examples/hello" -B "$scratch" -DCMAKE_PREFIX_PATH="$stage" \
+  cmake -G Ninja -S "$source/examples/hello" -B "$scratch" -DCMAKE_PREFIX_PATH="$stage" \
     -DCMAKE_C_FLAGS="-Wall -Wextra -Wpedantic -Werror" >"$scratch/log"
   cmake --build "$scratch" >>"$scratch/log"
   ;;
