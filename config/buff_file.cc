@@ -7,7 +7,7 @@ namespace {
 
 // A directory's or a device's end may not fit a word: then there is nothing to read either.
 long bytes_behind(std::FILE* stream, long offset) {
-  if (std::fseek(stream, 0, SEEK_END) != 0) return -1;
+  if (offset < 0 || std::fseek(stream, 0, SEEK_END) != 0) return -1;
   const long size = std::ftell(stream);
   return size < offset ? -1 : size - offset;
 }
@@ -18,8 +18,8 @@ uint32_t dump_to_file(const qmibtree_buff_t* buff, const char* path, long offset
   const size_t length = std::strlen(buff->start);
   if (std::fseek(stream.get(), offset, whence) != 0) return QMIBTREE_RC_ERROR;
   if (std::fwrite(buff->start, 1, length, stream.get()) < length) {
-    // Deliberate: after a short write the stream stays open. Closing it would push the rest of its
-    // buffer at a device that has just refused bytes. Kept by buff_file_test.cc.
+    // Deliberate: after a short write the stream stays open; a host may tell by its count of open
+    // files that a device refused bytes. Kept by buff_file_test.cc.
     (void)stream.release();
     return QMIBTREE_RC_ERROR;
   }

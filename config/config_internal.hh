@@ -24,13 +24,10 @@ inline constexpr nvram_partition kBackupPartition = {"/dev/nvrambak", "mtd erase
 inline constexpr long kNvramTextOffset = 8;  // behind the header's two words
 
 // 0 and the text's length when the partition's header is valid, else -1.
-int qmibtree_nvram_read_header(uint32_t* length);
-int qmibtree_nvrambak_read_header(uint32_t* length);
+int qmibtree_nvram_read_header(const nvram_partition& partition, uint32_t* length);
 
 // 0, -1 when the device cannot be opened. A short write is not noticed.
-int qmibtree_nvram_write_header(uint32_t length);
-int qmibtree_nvrambak_write_header(uint32_t length);
-int qmibtree_nvram_write_header_of(const nvram_partition& partition, uint32_t length);
+int qmibtree_nvram_write_header(const nvram_partition& partition, uint32_t length);
 
 // Erases the partition and writes a new image of `length` bytes of text. 0 when it is all there;
 // else -1, with the partition left erased or with no more than its header.

@@ -14,18 +14,6 @@ void read_word(std::FILE* stream, uint32_t* word) {
   if (std::fread(bytes, sizeof bytes, 1, stream) == 1) *word = qmib::load_be32(bytes);
 }
 
-int read_header(const nvram_partition& partition, uint32_t* length) {
-  const qmib::file stream(std::fopen(partition.device, "r"));
-  if (!stream) return -1;
-  uint32_t magic = 0;
-  uint32_t text_length = UINT32_MAX;
-  read_word(stream.get(), &magic);
-  read_word(stream.get(), &text_length);
-  if (magic != QMIBTREE_NVRAM_MAGIC || text_length >= QMIBTREE_NVRAM_MAX) return -1;
-  *length = text_length;
-  return 0;
-}
-
 bool write_text(const nvram_partition& partition, const unsigned char* text, uint32_t length,
                 bool* opened) {
   qmib::file stream(std::fopen(partition.device, "w"));
@@ -37,23 +25,19 @@ bool write_text(const nvram_partition& partition, const unsigned char* text, uin
 
 }  // namespace
 
-int qmib::qmibtree_nvram_read_header(uint32_t* length) {
-  return read_header(kMainPartition, length);
+int qmib::qmibtree_nvram_read_header(const nvram_partition& partition, uint32_t* length) {
+  const file stream(std::fopen(partition.device, "r"));
+  if (!stream) return -1;
+  uint32_t magic = 0;
+  uint32_t text_length = UINT32_MAX;
+  read_word(stream.get(), &magic);
+  read_word(stream.get(), &text_length);
+  if (magic != QMIBTREE_NVRAM_MAGIC || text_length >= QMIBTREE_NVRAM_MAX) return -1;
+  *length = text_length;
+  return 0;
 }
 
-int qmib::qmibtree_nvrambak_read_header(uint32_t* length) {
-  return read_header(kBackupPartition, length);
-}
-
-int qmib::qmibtree_nvram_write_header(uint32_t length) {
-  return qmibtree_nvram_write_header_of(kMainPartition, length);
-}
-
-int qmib::qmibtree_nvrambak_write_header(uint32_t length) {
-  return qmibtree_nvram_write_header_of(kBackupPartition, length);
-}
-
-int qmib::qmibtree_nvram_write_header_of(const nvram_partition& partition, uint32_t length) {
+int qmib::qmibtree_nvram_write_header(const nvram_partition& partition, uint32_t length) {
   const file stream(std::fopen(partition.device, "w"));
   if (!stream) return -1;
   unsigned char header[kNvramTextOffset];
@@ -66,7 +50,7 @@ int qmib::qmibtree_nvram_write_header_of(const nvram_partition& partition, uint3
 int qmib::qmibtree_nvram_replace_image(const nvram_partition& partition, const unsigned char* text,
                                        uint32_t length) {
   qmibtree_nvram_erase(partition);
-  if (qmibtree_nvram_write_header_of(partition, length) != 0) return -1;
+  if (qmibtree_nvram_write_header(partition, length) != 0) return -1;
   bool opened = false;
   if (write_text(partition, text, length, &opened)) return 0;
   if (opened) qmibtree_nvram_erase(partition);  // a header over half a text must not look valid

@@ -33,7 +33,7 @@ bool load_image(qmibtree_inst_t* inst, const nvram_partition& partition, uint32_
 
 bool load_backup(qmibtree_inst_t* inst, std::FILE* trace) {
   uint32_t length = 0;
-  if (qmib::qmibtree_nvrambak_read_header(&length) != 0) {
+  if (qmib::qmibtree_nvram_read_header(kBackupPartition, &length) != 0) {
     trace_to(trace, "\n -- check nvram bak faild --\n");
     return false;
   }
@@ -43,7 +43,7 @@ bool load_backup(qmibtree_inst_t* inst, std::FILE* trace) {
 
 bool load_partitions(qmibtree_inst_t* inst, std::FILE* trace) {
   uint32_t length = 0;
-  if (qmib::qmibtree_nvram_read_header(&length) != 0) {
+  if (qmib::qmibtree_nvram_read_header(kMainPartition, &length) != 0) {
     trace_to(trace, "\n -- check nvram faild --\n");
     return load_backup(inst, trace);
   }
@@ -54,6 +54,16 @@ bool load_partitions(qmibtree_inst_t* inst, std::FILE* trace) {
   // lifecycle_test.cc.
   trace_to(trace, "\n -- load nvram success --\n");
   return load_image(inst, kBackupPartition, length);
+}
+
+// --- save ---
+
+// Text first, header after it. The dump's result does not count: the header carries the length of
+// what was, or should have been, written; `*length` stays from before where nothing was counted.
+int save_to(qmibtree_inst_t* inst, const nvram_partition& partition, uint32_t* length) {
+  (void)qmibtree_xml_dump_config_to_file(inst, nullptr, partition.device, qmib::kNvramTextOffset,
+                                         length, 0);
+  return qmib::qmibtree_nvram_write_header(partition, *length);
 }
 
 // --- download ---
@@ -67,7 +77,7 @@ struct text_source {
 
 bool find_source(text_source* source) {
   *source = {kMainPartition.device, qmib::kNvramTextOffset, 0};
-  if (qmib::qmibtree_nvram_read_header(&source->length) == 0) return true;
+  if (qmib::qmibtree_nvram_read_header(kMainPartition, &source->length) == 0) return true;
   struct stat status;
   if (stat(kDefaultFile, &status) != 0 || status.st_size > off_t{QMIBTREE_NVRAM_MAX}) return false;
   *source = {kDefaultFile, 0, static_cast<uint32_t>(status.st_size)};
@@ -93,7 +103,7 @@ int run_conversion(const char* out_path) {
   const int length = std::snprintf(command, sizeof command, "zorem_cfg -v 0 -i %s -o %s ",
                                    kDownloadFile, out_path);
   // A path that is cut would be some other file's; only the blank behind it may be missing.
-  if (length < 0 || static_cast<size_t>(length) > sizeof command) return -1;
+  if (static_cast<size_t>(length) > sizeof command) return -1;
   (void)!std::system(command);
   return 0;
 }
@@ -137,7 +147,7 @@ qmib::plain_bytes read_payload(int fd, size_t length) {
 enum class on_short_header { kCloses, kStaysOpen };
 
 int upgrade_partition(const char* path, const nvram_partition& partition, on_short_header then) {
-  qmib::descriptor source(open(path, O_RDWR, 0777));
+  qmib::descriptor source(open(path, O_RDWR));
   if (!source) return -1;
   unsigned char header[kUpgradeHeaderSize];
   if (!read_exactly(source.get(), header, sizeof header)) {
@@ -168,20 +178,14 @@ int qmibtree_load_config(qmibtree_inst_t* inst) {
 }
 
 int qmibtree_save_config(qmibtree_inst_t* inst) {
-  // The dumps' results do not count: the header that follows carries the length of what was, or
-  // should have been, written.
   uint32_t length = 0;
-  (void)qmibtree_xml_dump_config_to_file(inst, nullptr, kMainPartition.device,
-                                         qmib::kNvramTextOffset, &length, 0);
-  (void)qmib::qmibtree_nvram_write_header(length);
-  (void)qmibtree_xml_dump_config_to_file(inst, nullptr, kBackupPartition.device,
-                                         qmib::kNvramTextOffset, &length, 0);
-  return qmib::qmibtree_nvrambak_write_header(length);
+  (void)save_to(inst, kMainPartition, &length);
+  return save_to(inst, kBackupPartition, &length);
 }
 
 int qmibtree_check_nvram() {
   uint32_t length = 0;
-  return qmib::qmibtree_nvram_read_header(&length) == 0 && length > 0;
+  return qmib::qmibtree_nvram_read_header(kMainPartition, &length) == 0 && length > 0;
 }
 
 int qmibtree_download_config(const char* out_path) {

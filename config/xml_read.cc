@@ -1,7 +1,6 @@
 // A configuration document into the tree.
 #include <expat.h>
 
-#include <cstdarg>
 #include <cstring>
 
 #include "config/config_internal.hh"
@@ -44,15 +43,6 @@ void append_path(loader* load, const char* text) {
   const size_t more = std::strlen(text);
   if (more >= sizeof load->ctx.path - used) return stop(load);
   std::memcpy(path + used, text, more + 1);
-}
-
-__attribute__((format(printf, 3, 4))) void qmibtree_xml_fmt(char* dst, size_t size,
-                                                            const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  std::vsnprintf(dst, size, format, args);
-  va_end(args);
-  dst[size - 1] = '\0';
 }
 
 void take_name(loader* load, element* seen, const char* value) {
@@ -109,7 +99,7 @@ void enter_instance(loader* load, element* seen) {
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
   (void)qmibtree_add_object(ctx.inst, ctx.path, &seen->instance, ctx.flags, seen->right);
   char number[10];
-  qmibtree_xml_fmt(number, sizeof number, "%d.", static_cast<int>(seen->instance));
+  std::snprintf(number, sizeof number, "%d.", static_cast<int>(seen->instance));
   append_path(load, number);
 }
 

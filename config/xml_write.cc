@@ -118,8 +118,8 @@ uint32_t qmibtree_xml_dump_config_to_file(qmibtree_inst_t* inst, const char* nam
   if (failed(rc)) return rc;
   *length = counted.size;
   const qmib::owned<qmibtree_buff_t> buff = qmib::qmibtree_buff_create(counted.size);
-  // Deliberate: without memory for the text nothing is written and the answer is a success; the old
-  // text on flash is better than none. Kept by xml_write_test.cc.
+  // Deliberate: without memory for the text nothing is written and the answer is a success. Hosts
+  // go on as after any save; the next one brings the file up to date. Kept by xml_write_test.cc.
   if (!buff) return rc;
   rc = qmibtree_xml_dump_config(inst, name, buff.get(), flags);
   if (failed(rc)) return rc;

@@ -194,7 +194,8 @@ QMIBTREE_API uint8_t* base64_decode(const char* text, uint32_t* len);
 
 /* Hooks run on the thread that called into the tree. A result of 32 or more is a
  * failure, except that the results of create_fn and destroy_fn are ignored. The
- * value that set_fn is handed is the writer's: look, do not change. */
+ * value that set_fn is handed is the writer's: look, do not change. A hook may call
+ * into the tree, but must not delete the node it is given or one above it. */
 typedef uint32_t (*qmibtree_node_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node);
 typedef uint32_t (*qmibtree_set_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node,
                                       qmibtree_value_t* value);
@@ -276,8 +277,8 @@ struct qmibtree_schema_t {
 #define QMIBTREE_NODE_NOTIF_PASSIVE 0x200u /* neither is off */
 #define QMIBTREE_NODE_ACCESS 0x400u        /* the access list holds "subscriber" */
 
-/* One node. Hosts read it; only the library writes it (a create_fn may change
- * `flags`, any hook `arg`). Good until the node is destroyed.
+/* One node. Hosts read it; only the library writes it (a create_fn may change the
+ * NOTIF and ACCESS bits of `flags`, any hook `arg`). Good until the node is destroyed.
  *
  * Kinds: a parameter has QMIBTREE_NODE_PARAM. A template is an object whose record
  * has QMIBTREE_UID_MULTI and that lacks QMIBTREE_NODE_INSTANCE: the {i} of the
@@ -320,7 +321,7 @@ struct qmibtree_hash_t {
 /* The tree. Hosts read it; only the library writes it. */
 struct qmibtree_inst_t {
   uint32_t schema_tag;         /* from the schema */
-  qmibtree_node* root;         /* built from unique id 0 */
+  qmibtree_node* root;         /* built from unique id 0; null while it is being built */
   qmibtree_hash_t* name_hash;  /* full-name index, 5000 buckets */
   qmibtree_hash_t* uid_hash;   /* unique-id index, 2000 buckets; null if it could not be
                                 * made, and operations by unique id then find nothing */
@@ -524,8 +525,9 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 #define QMIBTREE_ATTR_ACCESS_NONE 0x10u
 
 /* Supplied by the host: called after each write that changed a value. `node` holds
- * its new value already; `value` is the writer's. The result is ignored. A host
- * that lacks this function does not link. */
+ * its new value already; `value` is the writer's. The result is ignored. It may call
+ * into the tree, and may delete the instance that `node` is in. A host that lacks
+ * this function does not link. */
 extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
                                           qmibtree_value_t* value);
 
@@ -576,7 +578,8 @@ QMIBTREE_API uint32_t qmibtree_write_strvalue_by_node(qmibtree_inst_t* inst, qmi
                                                       const char* text, uint32_t flags);
 
 /* Write `text` to every node of a unique id, newest first, and stop at the first
- * result above 31. The last result; 0 when the id has no node. */
+ * result above 31. The host's callback may delete the node just written, but no
+ * other of this id. The last result; 0 when the id has no node. */
 QMIBTREE_API uint32_t qmibtree_write_strvalue_by_uniqueid(qmibtree_inst_t* inst, uint32_t uid,
                                                           const char* text, uint32_t flags);
 
@@ -774,7 +777,7 @@ QMIBTREE_API int qmibtree_load_config(qmibtree_inst_t* inst);
 /* Save the tree to the main and then the backup partition, each the text first
  * and its header after it. A document must stay below QMIBTREE_NVRAM_MAX bytes to
  * load again: this is not checked here (count with qmibtree_xml_dump_config).
- * 0; -1 when the backup's header could not be written. */
+ * 0; -1 when the backup device could not be opened for its header. */
 QMIBTREE_API int qmibtree_save_config(qmibtree_inst_t* inst);
 
 /* 1 when the main partition's header is valid and its text not empty, else 0. */

@@ -111,9 +111,13 @@ const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) {
   return &records[type_of(type).record];
 }
 
-void qmib::qmibtree_value_store(qmibtree_node* node, const qmibtree_value_t* value) {
-  // The whole-record copies of the fixed-size types do not release what was there before.
-  if (node->value.type != value->type) qmibtree_value_release(&node->value);
+void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value) {
   const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
-  if (fn->copy) fn->copy(&node->value, value);
+  if (!fn->copy) return;
+  // The old value goes by its own type's release, which the whole-record copies of the fixed-size
+  // types leave out; and last, for `value` may refer to its storage.
+  qmibtree_value_t fresh = {};
+  fn->copy(&fresh, value);
+  qmibtree_value_release(stored);
+  *stored = fresh;
 }

@@ -29,10 +29,11 @@ uint32_t on_named_node(qmibtree_inst_t* inst, const char* name, Operation operat
   return node ? operation(node) : QMIBTREE_RC_NOT_FOUND;
 }
 
-// The same, where a null name means the root.
+// The same, where a null name means the root, which is not there yet while the tree is built.
 template <typename Operation>
 uint32_t on_named_node_or_root(qmibtree_inst_t* inst, const char* name, Operation operation) {
-  return name ? on_named_node(inst, name, operation) : operation(inst->root);
+  qmibtree_node* const node = name ? qmibtree_find_node_by_name(inst, name) : inst->root;
+  return node ? operation(node) : QMIBTREE_RC_NOT_FOUND;
 }
 
 inline void qmibtree_value_release(qmibtree_value_t* value) {
@@ -47,8 +48,8 @@ inline bool qmibtree_value_same(const qmibtree_value_t* a, const qmibtree_value_
   return fn->equal && fn->equal(a, b) != 0;
 }
 
-// Replaces a node's value by a deep copy of `value`.
-void qmibtree_value_store(qmibtree_node* node, const qmibtree_value_t* value);
+// Replaces a value of a node by a deep copy of `value`; leaves it where there is nothing to copy.
+void qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value);
 
 // A local value, released by its own type.
 class temp_value {

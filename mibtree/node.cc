@@ -77,10 +77,8 @@ bool set_initial_value(qmibtree_inst_t* inst, qmibtree_node* node) {
   } else {
     rc = record->get_fn(inst, node, initial.get(), 0);
   }
-  if (initial.fn()->copy) {
-    initial.fn()->copy(&node->value, initial.get());
-    initial.fn()->copy(&node->default_value, initial.get());
-  }
+  qmib::qmibtree_value_store(&node->value, initial.get());
+  qmib::qmibtree_value_store(&node->default_value, initial.get());
   return !qmib::failed(rc);
 }
 
@@ -126,7 +124,7 @@ void qmibtree_free_subtree(qmibtree_inst_t* inst, qmibtree_node* node) {
   qmibtree_notif_del_event(inst->notif, node);
   detach(node);
   qfree(const_cast<char*>(node->fullName));
-  if (qmib::is_instance(node)) qfree(const_cast<char*>(node->name));
+  if (node->name != node->uidinfo->name) qfree(const_cast<char*>(node->name));
   qmib::qmibtree_value_release(&node->value);
   qmib::qmibtree_value_release(&node->default_value);
   qfree(node);

@@ -35,7 +35,7 @@ uint32_t qmibtree_add_object_by_node(qmibtree_inst_t* inst, qmibtree_node* templ
     qmib::qmibtree_recompute_last_instance(template_node);
     return QMIBTREE_RC_ERROR;
   }
-  *instance = added->instance = template_node->last_instance;
+  *instance = added->instance;  // not last_instance: a create_fn may have added further ones
   return QMIBTREE_RC_OK;
 }
 

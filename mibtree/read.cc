@@ -42,7 +42,8 @@ uint32_t qmibtree_read_by_node(qmibtree_inst_t* inst, qmibtree_node* node, qmibt
   if (qmib::failed(rc) || is_dynamic(node)) return rc;
   // The hook cleared the flag: from now on the tree keeps the value. Without mark, event or
   // callback: nothing was written.
-  if (!qmib::qmibtree_value_same(value, &node->value)) qmib::qmibtree_value_store(node, value);
+  if (!qmib::qmibtree_value_same(value, &node->value))
+    qmib::qmibtree_value_store(&node->value, value);
   return rc;
 }
 

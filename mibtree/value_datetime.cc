@@ -26,6 +26,6 @@ uint32_t qmib::qmibtree_datetime_to_buff(const qmibtree_value_t* value, qmibtree
   struct tm utc;
   if (!gmtime_r(&seconds, &utc)) return QMIBTREE_RC_ERROR;
   char text[20];
-  if (std::strftime(text, sizeof text, kFormat, &utc) == 0) return QMIBTREE_RC_ERROR;
+  (void)std::strftime(text, sizeof text, kFormat, &utc);  // 32 bits of seconds fill it at most
   return qmibtree_buff_dump(buff, "%s", text);
 }

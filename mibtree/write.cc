@@ -39,7 +39,7 @@ void track_default(qmibtree_node* node, const qmibtree_value_t* value) {
 void commit(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value, uint32_t flags) {
   if ((flags & kExternal) != 0) qmibtree_comp_mark(node->uidinfo->comp, QMIBTREE_COMP_MARK_CHANGED);
   if ((flags & QMIBTREE_WRITE_NOEVENT) == 0) qmibtree_notif_add_event(inst->notif, node);
-  qmib::qmibtree_value_store(node, value);
+  qmib::qmibtree_value_store(&node->value, value);
   mibtree_changed_callback2(inst, node, value);
 }
 
@@ -91,8 +91,11 @@ uint32_t qmibtree_write_strvalue_by_node(qmibtree_inst_t* inst, qmibtree_node* n
 uint32_t qmibtree_write_strvalue_by_uniqueid(qmibtree_inst_t* inst, uint32_t uid, const char* text,
                                              uint32_t flags) {
   uint32_t rc = QMIBTREE_RC_OK;
-  for (qmibtree_node* node = qmibtree_hash_lookup_uid(inst->uid_hash, uid);
-       node && !qmib::failed(rc); node = qmibtree_hash_lookup_uid_next(node, uid))
-    rc = qmibtree_write_strvalue(inst, node->fullName, text, flags);
+  qmibtree_node* node = qmibtree_hash_lookup_uid(inst->uid_hash, uid);
+  while (node && !qmib::failed(rc)) {
+    const char* const name = node->fullName;
+    node = qmibtree_hash_lookup_uid_next(node, uid);  // first: the callback may delete what it saw
+    rc = qmibtree_write_strvalue(inst, name, text, flags);
+  }
   return rc;
 }

@@ -265,6 +265,11 @@ TEST_F(BuffCreateFromFile, OffsetPastTheEndGivesNull) {
   EXPECT_EQ(create(folder.write("f", "0123"), 5, 0), nullptr);
 }
 
+TEST_F(BuffCreateFromFile, OffsetBeforeTheStartGivesNull) {
+  EXPECT_EQ(create(folder.write("f", "0123"), -1, 0), nullptr);
+  EXPECT_EQ(create(folder.write("f", "0123"), INT32_MIN, 0), nullptr);
+}
+
 TEST_F(BuffCreateFromFile, MissingFileGivesNull) {
   EXPECT_EQ(create(folder.path("missing"), 0, 0), nullptr);
 }

@@ -12,11 +12,11 @@ cc="${CC:-cc} -std=c99 -Wall -Wextra -Wpedantic -Werror"
 case $way in
 pkg_config)
   $cc "$source/examples/hello/hello.c" -o "$scratch/hello" \
-    $(pkg-config --define-variable=prefix="$stage" --cflags --libs qmibtree)
+    $(pkg-config --cflags --libs qmibtree)
   ;;
 static)
   $cc "$source/examples/hello/hello.c" -o "$scratch/hello" -Wl,-Bstatic \
-    $(pkg-config --define-variable=prefix="$stage" --static --cflags --libs-only-L qmibtree) \
+    $(pkg-config --static --cflags --libs-only-L qmibtree) \
     -lqmibtree -Wl,-Bdynamic -lexpat
   ;;
 find_package)
