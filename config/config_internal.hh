@@ -14,8 +14,8 @@ owned<qmibtree_buff_t> qmibtree_buff_create(size_t length);
 
 // One flash partition.
 struct nvram_partition {
-  const char* device;
-  const char* erase_command;  // for the system shell
+  char device[16];         // in place: pointers would need relocating at load
+  char erase_command[20];  // for the system shell
 };
 
 inline constexpr nvram_partition kMainPartition = {"/dev/nvram", "mtd erase NVRAM"};

@@ -75,7 +75,7 @@ void take_ignorevalue(loader* load, element*, const char* value) {
 }
 
 struct attribute {
-  const char* name;
+  char name[13];
   void (*take)(loader* load, element* seen, const char* value);
 };
 

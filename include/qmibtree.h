@@ -3,7 +3,7 @@
  *
  * One header, plain C (C99 and later, C++11 and later). Read top to bottom:
  * result codes, values and types, schema, instance, find and walk, read and
- * write, events, dumps, persistence, components, utilities.
+ * write, events, dumps, persistence, components, processes, log, utilities.
  *
  * Conventions that hold for every function here
  *  - Nothing takes a lock. A tree instance, the component table and everything
@@ -20,16 +20,20 @@
 #ifndef QMIBTREE_H
 #define QMIBTREE_H
 
+#include <pthread.h>
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 
 #if defined(__GNUC__)
 #define QMIBTREE_API __attribute__((visibility("default")))
 #define QMIBTREE_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
+#define QMIBTREE_SENTINEL __attribute__((sentinel))
 #define QMIBTREE_EXTENSION __extension__ /* anonymous union, array of open length */
 #else
 #define QMIBTREE_API
 #define QMIBTREE_PRINTF(fmt, args)
+#define QMIBTREE_SENTINEL
 #define QMIBTREE_EXTENSION
 #endif
 
@@ -58,6 +62,8 @@ typedef struct qmibtree_notif_t qmibtree_notif_t;
 typedef struct qmibtree_xml_load_ctx_t qmibtree_xml_load_ctx_t;
 typedef struct qmibtree_comp_t qmibtree_comp_t;
 typedef struct qmibtree_comps_t qmibtree_comps_t;
+typedef struct qdbg_feat_info_t qdbg_feat_info_t;
+typedef struct qdbg_info_t qdbg_info_t;
 
 /* ------------------------------------------------------------------------
  * Result codes
@@ -248,9 +254,9 @@ struct qmibtree_uidinfo_t {
  * instance's whole life. Record 0 is the root. At most 2000 records: unique ids
  * of 2000 and above would share index buckets with lower ones. */
 struct qmibtree_schema_t {
-  uint32_t schema_tag;  /* the host's word, copied into the instance */
-  uint32_t uidinfo_num; /* number of records that follow */
-  QMIBTREE_EXTENSION qmibtree_uidinfo_t uidinfo[];
+  uint32_t schema_tag;                             /* the host's word, copied into the instance */
+  uint32_t uidinfo_num;                            /* number of records that follow */
+  QMIBTREE_EXTENSION qmibtree_uidinfo_t uidinfo[]; /* the records, in the order of their ids */
 };
 
 /* A schema block of exactly `n` records, as a type to define a static object of:
@@ -285,26 +291,26 @@ struct qmibtree_schema_t {
  * data model; its children are its instances and nothing else. An instance is
  * built from its template's own record and so shares its unique id. */
 struct qmibtree_node {
-  uint32_t hash;               /* BKDRHash of fullName */
-  qmibtree_node* name_next;    /* next in the same full-name bucket */
-  qmibtree_node* uid_next;     /* next in the same unique-id bucket */
-  qmibtree_inst_t* inst;       /* the tree it is in */
-  qmibtree_node* parent;       /* null for the root */
-  qmibtree_node* next;         /* next sibling, or null */
-  uint32_t instance;           /* instance number; 0 unless an instance */
-  qmibtree_uidinfo_t* uidinfo; /* its schema record, in the host's block */
-  uint32_t arg;                /* copied from the record */
-  uint32_t flags;              /* QMIBTREE_NODE_* */
-  const char* name;            /* own segment: the record's, or "%d." of the instance number
-                                * cut to four characters, so without a dot from 1000 on */
-  const char* fullName;        /* the parent's fullName and `name`; the library's storage */
-  uint32_t last_instance;      /* template: highest number in use or handed out */
-  uint32_t reserved;           /* 0 */
-  uint32_t added;              /* template: additions that got as far as a number */
-  uint32_t deleted;            /* template: instances removed by qmibtree_del_object */
-  uint32_t childnum;           /* number of children */
-  qmibtree_node* first_child;  /* children in the order they were made */
-  qmibtree_node* last_child;
+  uint32_t hash;                  /* BKDRHash of fullName */
+  qmibtree_node* name_next;       /* next in the same full-name bucket */
+  qmibtree_node* uid_next;        /* next in the same unique-id bucket */
+  qmibtree_inst_t* inst;          /* the tree it is in */
+  qmibtree_node* parent;          /* null for the root */
+  qmibtree_node* next;            /* next sibling, or null */
+  uint32_t instance;              /* instance number; 0 unless an instance */
+  qmibtree_uidinfo_t* uidinfo;    /* its schema record, in the host's block */
+  uint32_t arg;                   /* copied from the record */
+  uint32_t flags;                 /* QMIBTREE_NODE_* */
+  const char* name;               /* own segment: the record's, or "%d." of the instance number
+                                   * cut to four characters, so without a dot from 1000 on */
+  const char* fullName;           /* the parent's fullName and `name`; the library's storage */
+  uint32_t last_instance;         /* template: highest number in use or handed out */
+  uint32_t reserved;              /* 0 */
+  uint32_t added;                 /* template: additions that got as far as a number */
+  uint32_t deleted;               /* template: instances removed by qmibtree_del_object */
+  uint32_t childnum;              /* number of children */
+  qmibtree_node* first_child;     /* children in the order they were made */
+  qmibtree_node* last_child;      /* the one made last */
   qmibtree_value_t value;         /* the current value (parameters) */
   qmibtree_value_t default_value; /* the value the node was built with */
   uint32_t right;                 /* given when an instance was added; else 255 */
@@ -315,7 +321,7 @@ struct qmibtree_node {
 struct qmibtree_hash_t {
   uint32_t kind; /* 0 full names (chains by name_next), 1 unique ids (uid_next) */
   uint32_t size; /* number of buckets */
-  QMIBTREE_EXTENSION qmibtree_node* buckets[];
+  QMIBTREE_EXTENSION qmibtree_node* buckets[]; /* the newest node of each chain, or null */
 };
 
 /* The tree. Hosts read it; only the library writes it. */
@@ -518,11 +524,11 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 #define QMIBTREE_WRITE_APPLY 0x10u     /* external, no further condition */
 
 /* Attributes of a node, as qmibtree_set_attr takes and qmibtree_get_attr gives them. */
-#define QMIBTREE_ATTR_NOTIF_ACTIVE 0x1u
-#define QMIBTREE_ATTR_NOTIF_PASSIVE 0x2u
-#define QMIBTREE_ATTR_NOTIF_OFF 0x4u
-#define QMIBTREE_ATTR_ACCESS_SUBSCRIBER 0x8u
-#define QMIBTREE_ATTR_ACCESS_NONE 0x10u
+#define QMIBTREE_ATTR_NOTIF_ACTIVE 0x1u      /* changes are queued, to be reported actively */
+#define QMIBTREE_ATTR_NOTIF_PASSIVE 0x2u     /* changes are queued */
+#define QMIBTREE_ATTR_NOTIF_OFF 0x4u         /* changes are not queued */
+#define QMIBTREE_ATTR_ACCESS_SUBSCRIBER 0x8u /* the access list holds "subscriber" */
+#define QMIBTREE_ATTR_ACCESS_NONE 0x10u      /* the access list is empty */
 
 /* Supplied by the host: called after each write that changed a value. `node` holds
  * its new value already; `value` is the writer's. The result is ignored. It may call
@@ -613,16 +619,17 @@ QMIBTREE_API uint32_t qmibtree_get_attr_by_node(qmibtree_inst_t* inst, qmibtree_
 
 #define QMIBTREE_NOTIF_MAX 100 /* events that a queue holds */
 
+/* One change event. */
 struct qmibtree_notif_entry_t {
-  qmibtree_node* node;
-  uint8_t active; /* 1: to be reported actively */
+  qmibtree_node* node; /* what changed; the tree's */
+  uint8_t active;      /* 1: to be reported actively */
 };
 
 /* The queue of change events: entries 0..num-1 are live, the newest last. */
 struct qmibtree_notif_t {
-  qmibtree_notif_entry_t entries[QMIBTREE_NOTIF_MAX];
-  uint32_t active_num; /* counts entries queued as active */
-  uint32_t num;        /* live entries */
+  qmibtree_notif_entry_t entries[QMIBTREE_NOTIF_MAX]; /* the live ones, oldest first */
+  uint32_t active_num;                                /* counts entries queued as active */
+  uint32_t num;                                       /* live entries */
 };
 
 /* Queue a change event for a node, by qmibtree_notif_add_event. `arg` is ignored.
@@ -636,6 +643,8 @@ QMIBTREE_API uint32_t qmibtree_notify_by_node(qmibtree_inst_t* inst, qmibtree_no
 /* A new empty queue, freed with qmibtree_notif_destroy; null when memory is
  * exhausted. An instance has its own, inst->notif. */
 QMIBTREE_API qmibtree_notif_t* qmibtree_notif_create(void);
+
+/* Free a queue; null is accepted. Nodes are not touched. */
 QMIBTREE_API void qmibtree_notif_destroy(qmibtree_notif_t* queue);
 
 /* Empty the queue. */
@@ -812,23 +821,26 @@ QMIBTREE_API int qmibtree_clear_config(void);
 #define QMIBTREE_COMP_MAX 32            /* ids 0..31 */
 #define QMIBTREE_COMP_MARK_CHANGED 0x1u /* a parameter of the component changed */
 
+/* An action of one component, or of the whole system. */
 typedef void (*qmibtree_comp_action_fn)(void);
 
+/* One component, as the table keeps it. */
 struct qmibtree_comp_t {
   uint8_t used;  /* 1 once registered */
   uint32_t priv; /* the host's word */
   uint32_t mark; /* pending work: QMIBTREE_COMP_MARK_CHANGED, other bits the host's */
-  qmibtree_comp_action_fn init;
-  qmibtree_comp_action_fn start;
-  qmibtree_comp_action_fn stop;
-  qmibtree_comp_action_fn restart;
+  qmibtree_comp_action_fn init;    /* run by qmibtree_comp_init */
+  qmibtree_comp_action_fn start;   /* by qmibtree_comp_start */
+  qmibtree_comp_action_fn stop;    /* by qmibtree_comp_stop */
+  qmibtree_comp_action_fn restart; /* by qmibtree_comp_restart */
 };
 
+/* The process-wide hooks. */
 struct qmibtree_comps_t {
-  qmibtree_comp_action_fn init;
-  qmibtree_comp_action_fn start;
-  qmibtree_comp_action_fn stop;
-  qmibtree_comp_action_fn restart;
+  qmibtree_comp_action_fn init;        /* run by qmibtree_comps_init */
+  qmibtree_comp_action_fn start;       /* by qmibtree_comps_start */
+  qmibtree_comp_action_fn stop;        /* by qmibtree_comps_stop */
+  qmibtree_comp_action_fn restart;     /* by qmibtree_comps_restart */
   qmibtree_comp_action_fn mark_action; /* acts on the marked components and unmarks them */
 };
 
@@ -854,12 +866,12 @@ QMIBTREE_API void qmibtree_comp_unmark_all(void);
 /* 1 when any bit of `mask` is marked, else 0. */
 QMIBTREE_API int qmibtree_comp_chk_mark(uint32_t id, uint32_t mask);
 
-/* Run one action of a component. */
+/* Run one action of a component; nothing for an empty slot. */
 QMIBTREE_API void qmibtree_comp_init(uint32_t id);
 QMIBTREE_API void qmibtree_comp_start(uint32_t id);
 QMIBTREE_API void qmibtree_comp_stop(uint32_t id);
-/* Marks stay; but without a restart action only QMIBTREE_COMP_MARK_CHANGED is
- * cleared: nothing is stopped or started instead. */
+/* The same; marks stay. But without a restart action only QMIBTREE_COMP_MARK_CHANGED
+ * is cleared: nothing is stopped or started instead. */
 QMIBTREE_API void qmibtree_comp_restart(uint32_t id);
 
 /* Run one process-wide hook. */
@@ -868,6 +880,131 @@ QMIBTREE_API void qmibtree_comps_start(void);
 QMIBTREE_API void qmibtree_comps_stop(void);
 QMIBTREE_API void qmibtree_comps_restart(void);
 QMIBTREE_API void qmibtree_comps_mark_action(void);
+
+/* ------------------------------------------------------------------------
+ * Processes: what component actions do
+ *
+ * `id` is the component that acts; it is ignored.
+ * ------------------------------------------------------------------------ */
+
+/* Send SIGKILL to `pid`; nothing for a negative one. 0 is not filtered out: it kills
+ * the caller's whole process group. */
+QMIBTREE_API void qmibtree_comp_kill_pid(uint32_t id, int32_t pid);
+
+/* The same for the decimal number that the file at `path` begins with, white space
+ * before it skipped. Nothing when the file cannot be opened or has none. */
+QMIBTREE_API void qmibtree_comp_kill_pidfile(uint32_t id, const char* path);
+
+/* Format a shell command, cut to 511 characters, and run it. What system() answers. */
+QMIBTREE_API int qmibtree_comp_system(uint32_t id, const char* format, ...) QMIBTREE_PRINTF(2, 3);
+
+/* Fork, and execute the program at `path` (PATH is not searched) with this process's
+ * environment. The program's argument 0 is `path`; `arg` and what follows, up to a
+ * null pointer, are its further arguments: end the list with (char*)NULL.
+ * What fork() answers: the child's id, which the caller reaps, or -1. A program that
+ * cannot be executed ends with status 0. */
+QMIBTREE_API int32_t qmibtree_comp_fork_and_execl(uint32_t id, const char* path, const char* arg,
+                                                  ...) QMIBTREE_SENTINEL;
+
+/* Run a shell command and keep the first line of its output, at most 254
+ * characters, without its line feed, in `result`, which has `length` bytes and is
+ * filled up with NULs; a line of `length` bytes or more is cut and has no NUL.
+ * 0; -1 when the command cannot be started (`result` untouched). The command's exit
+ * status is ignored. */
+QMIBTREE_API int run_pipeResult(char* result, uint32_t length, const char* command);
+
+/* ------------------------------------------------------------------------
+ * Debug log of the program that loads the library
+ *
+ * Messages belong to a feature and have a severity. Each feature has a threshold;
+ * the functions do not apply it, the QDBG_ macros do. The settings have no lock,
+ * and messages of several threads can mix.
+ * ------------------------------------------------------------------------ */
+
+/* Features, with the default names that they are shown by. 5 to 9 are "TBD". */
+#define QDBG_FEAT_MAIN 0    /* "MAIN" */
+#define QDBG_FEAT_SYS 1     /* "SYS" */
+#define QDBG_FEAT_DBUS 2    /* "DBUS" */
+#define QDBG_FEAT_NETLINK 3 /* "NETLINK" */
+#define QDBG_FEAT_MIB 4     /* "MIB" */
+#define QDBG_FEAT_USER0 10  /* "USER0" */
+#define QDBG_FEAT_USER1 11  /* "USER1" */
+#define QDBG_FEAT_USER2 12  /* "USER2" */
+#define QDBG_FEAT_USER3 13  /* "USER3" */
+#define QDBG_FEAT_USER4 14  /* "USER4" */
+#define QDBG_FEAT_USER5 15  /* "USER5" */
+#define QDBG_FEAT_MAX 16    /* number of features; ends the list of qdbg_init */
+
+/* Levels, equal to the syslog priorities, with the names that they are shown by. */
+#define QDBG_LVL_EMERG 0  /* "EMERG" */
+#define QDBG_LVL_ALERT 1  /* "ALERT" */
+#define QDBG_LVL_CRIT 2   /* "CRIT" */
+#define QDBG_LVL_ERR 3    /* "ERR" */
+#define QDBG_LVL_WARN 4   /* "WARN" */
+#define QDBG_LVL_NOTICE 5 /* "NOTICE" */
+#define QDBG_LVL_INFO 6   /* "INFO" */
+#define QDBG_LVL_DEBUG 7  /* "DEBUG" */
+#define QDBG_LVL_MAX 8    /* number of levels */
+
+/* What is set for one feature. */
+struct qdbg_feat_info_t {
+  const char* name; /* the host's, or null: the default name */
+  uint32_t level;   /* threshold, 0 to 7 */
+};
+
+/* The settings, one record for the process; all zeros until qdbg_init. */
+struct qdbg_info_t {
+  uint32_t syslog;                      /* 1: messages go to syslog */
+  uint32_t reserved;                    /* 0 */
+  uint32_t console;                     /* 1: messages go to standard output */
+  qdbg_feat_info_t feat[QDBG_FEAT_MAX]; /* by feature */
+};
+
+/* The settings record, from load on. The host may change it in place. */
+extern QMIBTREE_API qdbg_info_t* qdbg_global_infop;
+
+/* Reset the settings (console on, syslog off, every threshold QDBG_LVL_ERR, default
+ * names), then apply triples of feature (int), name (const char*, may be null) and
+ * level (int), up to a feature of exactly QDBG_FEAT_MAX:
+ *
+ *   qdbg_init(QDBG_FEAT_MIB, "tree", QDBG_LVL_DEBUG, QDBG_FEAT_MAX);
+ *
+ * The names are kept as pointers. Each triple is printed; one with an invalid
+ * feature or level is otherwise skipped. */
+QMIBTREE_API void qdbg_init(int feat, ...);
+
+/* Set a feature's threshold; nothing for an invalid feature or level. */
+QMIBTREE_API void qdbg_set_level(uint32_t feat, uint32_t level);
+
+/* A feature's threshold; QDBG_LVL_MAX for an invalid feature. */
+QMIBTREE_API uint32_t qdbg_get_level(uint32_t feat);
+
+/* Log one message, whatever the threshold: on standard output as "\n[FEAT - LEVEL]: "
+ * and the message, flushed, and to syslog, as the two switches say. An invalid
+ * feature or level is reported on standard error and the message logged without
+ * its name. */
+QMIBTREE_API void qdbg_logging_nochk(uint32_t feat, uint32_t level, const char* format, ...)
+    QMIBTREE_PRINTF(3, 4);
+QMIBTREE_API void qdbg_logging_nochk_valist(uint32_t feat, uint32_t level, const char* format,
+                                            va_list args) QMIBTREE_PRINTF(3, 0);
+
+/* Log a message when its level is not above its feature's threshold: format and
+ * arguments as for printf. When it is not due none of them is evaluated. */
+#define QDBG_LOG(feat, level, ...)                              \
+  do {                                                          \
+    const uint32_t qdbg_feat_ = (uint32_t)(feat);               \
+    const uint32_t qdbg_level_ = (uint32_t)(level);             \
+    if (qdbg_level_ <= qdbg_get_level(qdbg_feat_))              \
+      qdbg_logging_nochk(qdbg_feat_, qdbg_level_, __VA_ARGS__); \
+  } while (0)
+#define QDBG_EMERG(feat, ...) QDBG_LOG(feat, QDBG_LVL_EMERG, __VA_ARGS__)
+#define QDBG_ALERT(feat, ...) QDBG_LOG(feat, QDBG_LVL_ALERT, __VA_ARGS__)
+#define QDBG_CRIT(feat, ...) QDBG_LOG(feat, QDBG_LVL_CRIT, __VA_ARGS__)
+#define QDBG_ERR(feat, ...) QDBG_LOG(feat, QDBG_LVL_ERR, __VA_ARGS__)
+#define QDBG_WARN(feat, ...) QDBG_LOG(feat, QDBG_LVL_WARN, __VA_ARGS__)
+#define QDBG_NOTICE(feat, ...) QDBG_LOG(feat, QDBG_LVL_NOTICE, __VA_ARGS__)
+#define QDBG_INFO(feat, ...) QDBG_LOG(feat, QDBG_LVL_INFO, __VA_ARGS__)
+#define QDBG_DEBUG(feat, ...) QDBG_LOG(feat, QDBG_LVL_DEBUG, __VA_ARGS__)
 
 /* ------------------------------------------------------------------------
  * Utilities
@@ -886,6 +1023,76 @@ QMIBTREE_API void qfree(void* block);
 /* Copy a text into a new block, freed with qfree. Null for a null text and when
  * memory is exhausted. */
 QMIBTREE_API char* qstrdup(const char* text, const char* tag);
+
+/* --- texts and numbers --- */
+
+/* The 6 bytes of a MAC address text of at least 17 characters: two hexadecimal digits
+ * each at positions 0, 3, 6, 9, 12 and 15. The characters between are not looked
+ * at; one that is no digit counts as 0. */
+QMIBTREE_API void qstrmac2digit(const char* text, uint8_t* mac);
+
+/* Print "\nbuffer (N bytes):" and the bytes in hexadecimal, 32 to a line in groups of
+ * 4, on standard output, and flush it. */
+QMIBTREE_API void qprintf_buffer(const void* bytes, uint32_t count);
+
+/* The host of an http or https URL, up to the first "/" or ":" and at most `limit`
+ * characters, into `host`, which has `limit` + 1 bytes; "" for any other text. Of a
+ * URL with nothing behind the host only the first half, rounded up, is copied. */
+QMIBTREE_API void qstrurl2host(const char* url, char* host, uint32_t limit);
+
+/* The number that the hexadecimal digits of a text make up, modulo 2^32; all other
+ * characters are skipped. */
+QMIBTREE_API int32_t qstring2hex(const char* text);
+
+/* As atoi; numbers beyond 32 bits are taken modulo 2^32. */
+QMIBTREE_API int32_t qstring2dec(const char* text);
+
+/* qstring2hex behind "0x" or "0X", else qstring2dec. */
+QMIBTREE_API int32_t qstring2digit(const char* text);
+
+/* The next field of `base`, from byte `*position` (0 at first) to the next
+ * `separator`, as a new text that the caller frees with qfree. `*position` moves one
+ * character past the field whatever the separator's length. Null for an empty field
+ * (the position moves on), at the end (it stays), and when memory is exhausted. */
+QMIBTREE_API char* qutil_get_next_string(const char* base, uint32_t* position,
+                                         const char* separator);
+
+/* --- string hashes --- */
+
+/* A hash of a text, below 2^31. Its bytes count as signed. */
+QMIBTREE_API uint32_t SDBMHash(const char* text);
+QMIBTREE_API uint32_t RSHash(const char* text);
+QMIBTREE_API uint32_t JSHash(const char* text);
+QMIBTREE_API uint32_t PJWHash(const char* text);
+QMIBTREE_API uint32_t ELFHash(const char* text);
+QMIBTREE_API uint32_t DJBHash(const char* text);
+QMIBTREE_API uint32_t APHash(const char* text);
+
+/* --- network interfaces, by name --- */
+
+/* A counter of the interface, modulo 2^32; 0 when it cannot be read. */
+QMIBTREE_API uint32_t ifs_get_stats_txpkts(const char* name);
+QMIBTREE_API uint32_t ifs_get_stats_rxpkts(const char* name);
+QMIBTREE_API uint32_t ifs_get_stats_txbytes(const char* name);
+QMIBTREE_API uint32_t ifs_get_stats_rxbytes(const char* name);
+
+/* "Up" or "Disabled" into `status`, which has 10 bytes; "Up" also without a carrier.
+ * 0; negative when the kernel cannot be asked ("Disabled" then). */
+QMIBTREE_API int32_t ifs_get_status(const char* name, char* status);
+
+/* The hardware address as "00:1a:2b:3c:4d:5e" into `address`, which has 18 bytes.
+ * 0; negative when the kernel cannot be asked (`address` untouched then). */
+QMIBTREE_API int32_t ifs_get_hwaddr(const char* name, char* address);
+
+/* --- threads --- */
+
+/* Start a joinable thread with default attributes. It must return null or a block
+ * from malloc or qmalloc, which qthread_join frees. 0 or an errno value. */
+QMIBTREE_API int qthread_create(pthread_t* thread, void* (*start)(void*), void* arg);
+
+/* Wait for a thread and free what it returned. 0, or an errno value with nothing
+ * freed. Each thread is joined once. */
+QMIBTREE_API int qthread_join(pthread_t thread);
 
 #if defined(__clang__) && defined(__cplusplus)
 #pragma clang diagnostic pop

@@ -4,8 +4,8 @@
 namespace {
 
 struct rc_text {
-  uint32_t rc;
-  const char* text;
+  uint8_t rc;
+  char text[20];  // in place: a table of pointers would need relocating at load
 };
 
 // Deliberate: QMIBTREE_RC_DIFFERENT and QMIBTREE_RC_NO_FILE have no text of their own. Hosts show
