@@ -6,6 +6,37 @@
 #define GATEWAY_H
 
 #include <qmibtree.h>
+#include <stdio.h>
+
+/* The features of the log. */
+#define LOG_DAEMONS QDBG_FEAT_USER0 /* daemons that are started and killed */
+
+/* --- daemon.c: processes that components start and kill --- */
+
+struct daemon {
+  uint32_t comp; /* the component it belongs to */
+  const char* name;
+  const char* pid_file; /* its name in the gateway's folder */
+  int32_t pid;          /* 0 while it does not run */
+  int line;             /* the gateway's end of its line */
+};
+
+/* The program to run as a daemon: this one, by the path it was started by. */
+void daemons_from(const char* path);
+
+/* Returns when the daemon is ready, or has failed. */
+void daemon_start(struct daemon* daemon);
+/* Kill it by its pid file and reap it. */
+void daemon_stop(struct daemon* daemon);
+
+/* The number in its pid file; 0 where there is none. */
+int32_t daemon_pid(const struct daemon* daemon);
+
+/* How often a daemon did not start, or did not end by being killed. */
+uint32_t daemon_faults(void);
+
+/* Be a daemon: write the pid file, tell on the line, wait for its end. The exit status. */
+int daemon_run(const char* pid_file, const char* line_number);
 
 /* --- components.c: the parts of the gateway that parameters take effect in --- */
 
@@ -23,8 +54,17 @@ enum {
 /* Register the components and the process-wide hooks; once, before the first tree. */
 void components_register(void);
 
-/* The names of the components that the last mark action restarted, with blanks between. */
+/* The names of the components that the last mark action restarted. */
 const char* components_restarted(void);
+
+/* The daemon of a component, or null. */
+const struct daemon* component_daemon(uint32_t id);
+
+/* The names of the daemons that run, going by their pid files. */
+const char* components_running(void);
+
+/* How often the firewall was loaded since it was last stopped. */
+uint32_t firewall_loads(void);
 
 /* --- model.c: the parameters --- */
 
@@ -42,9 +82,6 @@ void hooks_bind(qmibtree_schema_t* schema);
 /* Attach the write hooks and the instance hooks to a tree just built. */
 void hooks_register(qmibtree_inst_t* inst);
 
-/* Whether the change callback prints what changed; off while a document is loaded. */
-void hooks_announce(int on);
-
 /* Changes since the last call. */
 uint32_t hooks_changes(void);
 
@@ -54,7 +91,9 @@ void heading(const char* text);
 /* A name without its first segment, which is the same for all. */
 const char* short_name(const char* name);
 
-void say(const char* format, ...) QMIBTREE_PRINTF(1, 2);
+#define NAMES_SIZE 64 /* of a list of names; holds those of all components */
+/* Add a name to a list of names with blanks between. */
+void add_name(char* names, const char* name);
 
 /* End the program at once: the gateway cannot run. */
 void fatal(const char* format, ...) QMIBTREE_PRINTF(1, 2);
@@ -72,6 +111,17 @@ void check_value(qmibtree_inst_t* inst, const char* name, const char* expected);
 int transcript_end(void);
 
 /* --- store.c: documents, flash and files --- */
+
+/* Name the folder for the gateway's own files, once; a path in it, good until the next call. */
+void use_folder(const char* folder);
+const char* path_of(const char* name);
+
+/* Open and close, or end the program. */
+FILE* open_or_end(const char* path, const char* mode);
+void close_or_end(FILE* file, const char* path);
+
+/* The first word of a file, "" where there is none. */
+void read_word(const char* path, char* word, int size);
 
 #define MAIN_DEVICE "/dev/nvram"
 #define BACKUP_DEVICE "/dev/nvrambak"
@@ -94,7 +144,7 @@ void write_upgrade_file(const char* path, const char* text, unsigned char end);
 
 /* --- life.c: the script --- */
 
-/* Live through all steps, keeping files in `folder`; 0 when every check held. */
-int live(const char* folder);
+/* Live through all steps; 0 when every check held. */
+int live(void);
 
 #endif

@@ -4,10 +4,11 @@
  * SPDX-License-Identifier: BSD-2-Clause
  */
 #include <arpa/inet.h>
-#include <dirent.h>
+#include <net/if.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <time.h>
 
 #include "gateway.h"
@@ -19,39 +20,29 @@
 /* One interface stands in for all the ports of the gateway: the first that is not the loopback,
  * or the loopback where there is no other. */
 static const char* port(void) {
-  static char name[256];
+  static char name[IF_NAMESIZE];
   if (*name) return name;
   snprintf(name, sizeof name, "lo");
-  DIR* folder = opendir("/sys/class/net");
-  if (!folder) return name;
-  const struct dirent* entry;
-  while ((entry = readdir(folder))) {
-    if (entry->d_name[0] == '.' || strcmp(entry->d_name, "lo") == 0) continue;
-    snprintf(name, sizeof name, "%s", entry->d_name);
+  struct if_nameindex* all = if_nameindex();
+  if (!all) return name;
+  for (const struct if_nameindex* one = all; one->if_index; ++one) {
+    if (strcmp(one->if_name, "lo") == 0) continue;
+    snprintf(name, sizeof name, "%s", one->if_name);
     break;
   }
-  closedir(folder);
+  if_freenameindex(all);
   return name;
-}
-
-/* The first word of a file, "" where there is none. */
-static void read_word(const char* path, char* word, int size) {
-  *word = '\0';
-  FILE* file = fopen(path, "r");
-  if (!file) return;
-  if (fgets(word, size, file)) word[strcspn(word, " \n")] = '\0';
-  fclose(file);
-}
-
-static void read_port_file(const char* file, char* word, int size) {
-  char path[320];
-  snprintf(path, sizeof path, "/sys/class/net/%s/%s", port(), file);
-  read_word(path, word, size);
 }
 
 static uint32_t give_number(qmibtree_value_t* value, uint32_t number) {
   value->type = QMIBTREE_TYPE_UINT;
   value->u = number;
+  return QMIBTREE_RC_OK;
+}
+
+static uint32_t give_text(qmibtree_value_t* value, const char* text) {
+  value->type = QMIBTREE_TYPE_STRING;
+  value->str = text;
   return QMIBTREE_RC_OK;
 }
 
@@ -63,25 +54,46 @@ static uint32_t get_uptime(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_
   (void)inst, (void)flags;
   char word[32];
   read_word(source_of(node), word, sizeof word);
-  return give_number(value, (uint32_t)strtoul(word, NULL, 10));
+  return give_number(value, (uint32_t)qstring2dec(word));
 }
 
+/* The counters that the library reads. */
+#define TRAFFIC(counter)                                                    \
+  static uint32_t get_##counter(qmibtree_inst_t* inst, qmibtree_node* node, \
+                                qmibtree_value_t* value, uint32_t flags) {  \
+    (void)inst, (void)node, (void)flags;                                    \
+    return give_number(value, ifs_get_stats_##counter(port()));             \
+  }
+TRAFFIC(txbytes)
+TRAFFIC(rxbytes)
+TRAFFIC(txpkts)
+TRAFFIC(rxpkts)
+
+/* The others. */
 static uint32_t get_counter(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
                             uint32_t flags) {
   (void)inst, (void)flags;
-  char word[32];
-  read_port_file(source_of(node), word, sizeof word);
+  char path[96], word[32];
+  snprintf(path, sizeof path, "/sys/class/net/%s/statistics/%s", port(), source_of(node));
+  read_word(path, word, sizeof word);
   return give_number(value, (uint32_t)strtoull(word, NULL, 10)); /* counters wrap at 2^32 */
 }
 
+/* Texts are ours for good: nobody frees what a read hook hands over. */
 static uint32_t get_mac(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
                         uint32_t flags) {
-  (void)inst, (void)flags;
-  static char word[18]; /* ours for good: nobody frees what a read hook hands over */
-  read_port_file(source_of(node), word, sizeof word);
-  value->type = QMIBTREE_TYPE_STRING;
-  value->str = word;
-  return QMIBTREE_RC_OK;
+  (void)inst, (void)node, (void)flags;
+  static char address[18]; /* stays as it is where the kernel cannot tell */
+  ifs_get_hwaddr(port(), address);
+  return give_text(value, address);
+}
+
+static uint32_t get_status(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
+                           uint32_t flags) {
+  (void)inst, (void)node, (void)flags;
+  static char status[10];
+  ifs_get_status(port(), status);
+  return give_text(value, status);
 }
 
 static uint32_t get_clock(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
@@ -111,31 +123,32 @@ static const struct {
 } bindings[] = {
     {"UpTime", get_uptime, "/proc/uptime"},
     {"CurrentLocalTime", get_clock, NULL},
-    {"MACAddress", get_mac, "address"},
-    {"BSSID", get_mac, "address"},
+    {"MACAddress", get_mac, NULL},
+    {"BSSID", get_mac, NULL},
+    {"Status", get_status, NULL},
 
-    {"BytesSent", get_counter, "statistics/tx_bytes"},
-    {"BytesReceived", get_counter, "statistics/rx_bytes"},
-    {"PacketsSent", get_counter, "statistics/tx_packets"},
-    {"PacketsReceived", get_counter, "statistics/rx_packets"},
-    {"ErrorsSent", get_counter, "statistics/tx_errors"},
-    {"ErrorsReceived", get_counter, "statistics/rx_errors"},
-    {"DiscardPacketsSent", get_counter, "statistics/tx_dropped"},
-    {"DiscardPacketsReceived", get_counter, "statistics/rx_dropped"},
-    {"MulticastPacketsReceived", get_counter, "statistics/multicast"},
-    {"TotalBytesSent", get_counter, "statistics/tx_bytes"},
-    {"TotalBytesReceived", get_counter, "statistics/rx_bytes"},
-    {"TotalPacketsSent", get_counter, "statistics/tx_packets"},
-    {"TotalPacketsReceived", get_counter, "statistics/rx_packets"},
-    {"EthernetBytesSent", get_counter, "statistics/tx_bytes"},
-    {"EthernetBytesReceived", get_counter, "statistics/rx_bytes"},
-    {"EthernetPacketsSent", get_counter, "statistics/tx_packets"},
-    {"EthernetPacketsReceived", get_counter, "statistics/rx_packets"},
-    {"EthernetErrorsSent", get_counter, "statistics/tx_errors"},
-    {"EthernetErrorsReceived", get_counter, "statistics/rx_errors"},
-    {"EthernetDiscardPacketsSent", get_counter, "statistics/tx_dropped"},
-    {"EthernetDiscardPacketsReceived", get_counter, "statistics/rx_dropped"},
-    {"EthernetMulticastPacketsReceived", get_counter, "statistics/multicast"},
+    {"BytesSent", get_txbytes, NULL},
+    {"BytesReceived", get_rxbytes, NULL},
+    {"PacketsSent", get_txpkts, NULL},
+    {"PacketsReceived", get_rxpkts, NULL},
+    {"ErrorsSent", get_counter, "tx_errors"},
+    {"ErrorsReceived", get_counter, "rx_errors"},
+    {"DiscardPacketsSent", get_counter, "tx_dropped"},
+    {"DiscardPacketsReceived", get_counter, "rx_dropped"},
+    {"MulticastPacketsReceived", get_counter, "multicast"},
+    {"TotalBytesSent", get_txbytes, NULL},
+    {"TotalBytesReceived", get_rxbytes, NULL},
+    {"TotalPacketsSent", get_txpkts, NULL},
+    {"TotalPacketsReceived", get_rxpkts, NULL},
+    {"EthernetBytesSent", get_txbytes, NULL},
+    {"EthernetBytesReceived", get_rxbytes, NULL},
+    {"EthernetPacketsSent", get_txpkts, NULL},
+    {"EthernetPacketsReceived", get_rxpkts, NULL},
+    {"EthernetErrorsSent", get_counter, "tx_errors"},
+    {"EthernetErrorsReceived", get_counter, "rx_errors"},
+    {"EthernetDiscardPacketsSent", get_counter, "tx_dropped"},
+    {"EthernetDiscardPacketsReceived", get_counter, "rx_dropped"},
+    {"EthernetMulticastPacketsReceived", get_counter, "multicast"},
 
     {"LANDeviceNumberOfEntries", get_entries, "LANDevice."},
     {"WANDeviceNumberOfEntries", get_entries, "WANDevice."},
@@ -189,11 +202,15 @@ static const char* stored_text(const qmibtree_node* node, const qmibtree_value_t
   return storable(value->str) ? value->str : NULL;
 }
 
-static uint32_t verdict(int good) { return good ? QMIBTREE_RC_OK : QMIBTREE_RC_INVALID_VALUE; }
+static uint32_t verdict(const qmibtree_node* node, int good) {
+  if (good) return QMIBTREE_RC_OK;
+  QDBG_WARN(QDBG_FEAT_MIB, "refused a value of %s", short_name(node->fullName));
+  return QMIBTREE_RC_INVALID_VALUE;
+}
 
 static uint32_t set_text(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
   (void)inst;
-  return verdict(stored_text(node, value) != NULL);
+  return verdict(node, stored_text(node, value) != NULL);
 }
 
 /* 1 when `word` is one of `words`, which have "|" between them. */
@@ -210,7 +227,7 @@ static int listed(const char* words, const char* word) {
 static uint32_t set_word(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
   (void)inst;
   const char* text = stored_text(node, value);
-  return verdict(text && listed(node->uidinfo->ext_fn[MODEL_WORDS], text));
+  return verdict(node, text && listed(node->uidinfo->ext_fn[MODEL_WORDS], text));
 }
 
 /* An IPv4 address as a number in host order. 1 when `text` is one. */
@@ -238,13 +255,32 @@ static int is_netmask(const char* text) {
 static uint32_t set_address(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
   (void)inst;
   const char* text = stored_text(node, value);
-  return verdict(text && (!*text || is_host_address(text)));
+  return verdict(node, text && (!*text || is_host_address(text)));
 }
 
 static uint32_t set_netmask(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
   (void)inst;
   const char* text = stored_text(node, value);
-  return verdict(text && (!*text || is_netmask(text)));
+  return verdict(node, text && (!*text || is_netmask(text)));
+}
+
+/* 1 for six bytes with colons between, the address of one station. The parser takes any text for
+ * an address, so what it made of this one must read the same. */
+static int is_station(const char* text) {
+  if (strlen(text) != 17) return 0;
+  uint8_t mac[6];
+  qstrmac2digit(text, mac);
+  char again[18];
+  snprintf(again, sizeof again, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3],
+           mac[4], mac[5]);
+  const int is_group = mac[0] & 1;
+  return strcasecmp(text, again) == 0 && !is_group;
+}
+
+static uint32_t set_mac(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
+  (void)inst;
+  const char* text = stored_text(node, value);
+  return verdict(node, text && (!*text || is_station(text)));
 }
 
 static const struct {
@@ -262,6 +298,10 @@ static const struct {
     {"DestSubnetMask", set_netmask},
     {"SourceSubnetMask", set_netmask},
     {"IPInterfaceSubnetMask", set_netmask},
+    {"Chaddr", set_mac},
+    {"MACAddress", set_mac},
+    {"PassthroughMACAddress", set_mac},
+    {"AssociatedDeviceMACAddress", set_mac},
 };
 
 static qmibtree_set_fn_t check_for(const qmibtree_uidinfo_t* record) {
@@ -291,18 +331,15 @@ void hooks_register(qmibtree_inst_t* inst) {
   }
 }
 
-static int announcing;
 static uint32_t changes;
 
 uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
                                    qmibtree_value_t* value) {
   (void)inst, (void)value;
   ++changes;
-  if (announcing) say("changed %s", short_name(node->fullName));
+  QDBG_INFO(QDBG_FEAT_MIB, "changed %s", short_name(node->fullName));
   return QMIBTREE_RC_OK;
 }
-
-void hooks_announce(int on) { announcing = on; }
 
 uint32_t hooks_changes(void) {
   const uint32_t count = changes;

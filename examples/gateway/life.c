@@ -2,8 +2,10 @@
  *
  * SPDX-License-Identifier: BSD-2-Clause
  */
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "gateway.h"
@@ -12,6 +14,8 @@
 
 #define IGD "InternetGatewayDevice."
 #define LAN IGD "LANDevice.1."
+#define PORT LAN "LANEthernetInterfaceConfig.1."
+#define CLIENT LAN "LANHostConfigManagement.DHCPStaticAddress.1."
 #define WLAN LAN "WLANConfiguration.1."
 #define WAN IGD "WANDevice.1.WANConnectionDevice.1."
 #define IP WAN "WANIPConnection.1."
@@ -20,7 +24,6 @@
 
 static struct {
   qmibtree_inst_t* inst;
-  const char* folder;
   char* factory;     /* the document of the factory settings */
   char* provisioned; /* the document that was saved */
 } gateway;
@@ -74,17 +77,19 @@ static void power_on(enum route route) {
   hooks_changes();
   qmibtree_load_config(gateway.inst);
   check_route(route);
-  say("the document changed %u values", (unsigned)hooks_changes());
+  QDBG_NOTICE(QDBG_FEAT_MIB, "the document changed %u values", (unsigned)hooks_changes());
   qmibtree_notif_cleanup(gateway.inst->notif); /* what a load changes is no news, */
   qmibtree_comp_unmark_all();                  /* and everything starts anyway */
   qmibtree_comps_init();
   qmibtree_comps_start();
-  hooks_announce(1);
+  check_text("daemons running", "management lan wlan wan", components_running());
+  qdbg_set_level(QDBG_FEAT_MIB, QDBG_LVL_INFO); /* from here on a change is news */
 }
 
 static void power_off(void) {
-  hooks_announce(0);
+  qdbg_set_level(QDBG_FEAT_MIB, QDBG_LVL_NOTICE);
   qmibtree_comps_stop();
+  check_text("child processes left", "none", waitpid(-1, NULL, WNOHANG) < 0 ? "none" : "some");
   qmibtree_destroy(gateway.inst);
 }
 
@@ -122,8 +127,8 @@ static void first_boot(void) {
 
   struct survey survey = {0, 0};
   qmibtree_dump(gateway.inst, NULL, &survey, 255, survey_node, NULL);
-  say("%u records, %u parameters in the tree", (unsigned)gateway.inst->uidinfo_num,
-      (unsigned)survey.parameters);
+  QDBG_NOTICE(QDBG_FEAT_MIB, "%u records, %u parameters", (unsigned)gateway.inst->uidinfo_num,
+              (unsigned)survey.parameters);
   check_number("parameters that cannot be read", 0, survey.unreadable);
   check_value(gateway.inst, IGD "DeviceInfo.SpecVersion", "1.0");
   check_value(gateway.inst, LAN "LANHostConfigManagement.MinAddress", "192.168.1.64");
@@ -170,6 +175,24 @@ static void write_logo(void) {
   check_value(gateway.inst, name, "iVBORwABAgM=");
 }
 
+/* Restart what changed, and see by the pid files which daemons were. */
+static void act_on_marks(const char* restarted, const char* renewed) {
+  int32_t before[COMP_COUNT] = {0};
+  const struct daemon* daemon;
+  for (uint32_t id = 0; id < COMP_COUNT; ++id)
+    if ((daemon = component_daemon(id))) before[id] = daemon_pid(daemon);
+  qmibtree_comps_mark_action();
+  char found[NAMES_SIZE] = "", alive[NAMES_SIZE] = "";
+  for (uint32_t id = 0; id < COMP_COUNT; ++id) {
+    if (!(daemon = component_daemon(id)) || daemon_pid(daemon) == before[id]) continue;
+    add_name(found, daemon->name);
+    if (kill(before[id], 0) == 0) add_name(alive, daemon->name);
+  }
+  check_text("restarted", restarted, components_restarted());
+  check_text("daemons with another pid", renewed, found);
+  check_text("old processes left", "none", *alive ? alive : "none");
+}
+
 static void provision(void) {
   hooks_changes();
   for (size_t i = 0; i < COUNT(provisioning); ++i)
@@ -178,8 +201,8 @@ static void provision(void) {
   check_number("changes", COUNT(provisioning) + 1, hooks_changes());
   write_text(WLAN "SSID", "Attic", QMIBTREE_WRITE_APPLY);
   check_number("changes by writing the same again", 0, hooks_changes());
-  qmibtree_comps_mark_action();
-  check_text("restarted", "management wlan wan firewall", components_restarted());
+  act_on_marks("management wlan wan firewall", "management wlan wan");
+  check_number("loads of the firewall", 2, firewall_loads());
 }
 
 static const struct {
@@ -204,6 +227,8 @@ static const struct {
     {IP "ExternalIPAddress", "198.51.100", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
     {IP "SubnetMask", "255.0.255.0", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
     {WLAN "BeaconType", "WPA9", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
+    {CLIENT "Chaddr", "00-00-5E-00-53-11", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
+    {CLIENT "Chaddr", "01:00:5E:00:00:01", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
     {WLAN "KeyPassphrase", "black & white", QMIBTREE_WRITE_APPLY, QMIBTREE_RC_INVALID_VALUE},
 };
 
@@ -281,7 +306,7 @@ static void add(const char* table, uint32_t wish, uint32_t expected) {
 }
 
 static void change_instances(void) {
-  qmibtree_comps_mark_action(); /* what the steps before have changed */
+  act_on_marks("wlan wan", "wlan wan"); /* what the steps before have changed */
 
   check_value(gateway.inst, IP "PortMappingNumberOfEntries", "2");
   add(MAPPINGS, 0, 3);
@@ -306,8 +331,8 @@ static void change_instances(void) {
   write_text(HOSTS "3.MACAddress", "00:00:5E:00:53:2A", 0);
   check_value(gateway.inst, LAN "Hosts.HostNumberOfEntries", "3");
 
-  qmibtree_comps_mark_action();
-  check_text("restarted", "lan firewall", components_restarted());
+  act_on_marks("lan firewall", "lan");
+  check_number("loads of the firewall", 3, firewall_loads());
 }
 
 /* --- live values --- */
@@ -318,14 +343,38 @@ static uint32_t read_number(const char* name) {
   return value.type == QMIBTREE_TYPE_UINT ? value.u : 0;
 }
 
+static const char* read_text(const char* name) {
+  qmibtree_value_t value = {0};
+  qmibtree_read(gateway.inst, name, &value, 0);
+  return value.type == QMIBTREE_TYPE_STRING ? value.str : "";
+}
+
 static void show_live_values(void) {
   const uint32_t uptime = read_number(IGD "DeviceInfo.UpTime");
-  qmibtree_value_t mac = {0};
-  qmibtree_read(gateway.inst, LAN "LANHostConfigManagement.MACAddress", &mac, 0);
-  say("up for %u s, MAC address %s, received %u bytes", (unsigned)uptime, mac.str,
-      (unsigned)read_number(IP "Stats.EthernetBytesReceived"));
+  QDBG_NOTICE(QDBG_FEAT_MAIN, "up for %u s", (unsigned)uptime);
   check_number("the uptime runs", 1, uptime > 0);
   check_number("and never back", 1, read_number(IGD "DeviceInfo.UpTime") >= uptime);
+
+  const char* status = read_text(PORT "Status");
+  const char* address = read_text(PORT "MACAddress");
+  const uint32_t received = read_number(PORT "Stats.BytesReceived");
+  QDBG_NOTICE(QDBG_FEAT_MAIN, "port %s, MAC address %s, received %u bytes", status, address,
+              (unsigned)received);
+  check_number("the port is up or disabled", 1,
+               !strcmp(status, "Up") || !strcmp(status, "Disabled"));
+  check_number("characters of its MAC address", 17, (uint32_t)strlen(address));
+}
+
+/* --- the log --- */
+
+/* A message that is not due costs one comparison: none of its arguments is evaluated. */
+static void quieten_log(void) {
+  uint32_t evaluated = 0;
+  QDBG_INFO(LOG_DAEMONS, "message %u", (unsigned)++evaluated);
+  check_number("messages made", 1, evaluated);
+  qdbg_set_level(LOG_DAEMONS, QDBG_LVL_NOTICE); /* reboots would tell of each daemon */
+  QDBG_INFO(LOG_DAEMONS, "message %u", (unsigned)++evaluated);
+  check_number("messages made, with a lower threshold", 1, evaluated);
 }
 
 /* --- flash --- */
@@ -381,12 +430,6 @@ static void lose_both(void) {
 
 /* --- upgrade, download, clear --- */
 
-static const char* path_of(const char* name) {
-  static char path[64];
-  snprintf(path, sizeof path, "%s/%s", gateway.folder, name);
-  return path;
-}
-
 static void check_upgrade(const char* path, int expected) {
   check_text("upgrade", expected ? "refused" : "done",
              qmibtree_upgrade_config(path) ? "refused" : "done");
@@ -438,6 +481,7 @@ static const struct {
     {"Change events, newest first", drain_events},
     {"Instances added and deleted", change_instances},
     {"Values that the system gives", show_live_values},
+    {"The log made quieter", quieten_log},
     {"Save to both partitions", save},
     {"Reboot: main partition", reboot_from_main},
     {"Reboot, main header lost: backup", lose_main_header},
@@ -449,8 +493,7 @@ static const struct {
     {"Back to factory settings", reset_to_factory},
 };
 
-int live(const char* folder) {
-  gateway.folder = folder;
+int live(void) {
   components_register();
   for (size_t i = 0; i < COUNT(steps); ++i) {
     heading(steps[i].title);
@@ -458,5 +501,6 @@ int live(const char* folder) {
   }
   qfree(gateway.factory);
   qfree(gateway.provisioned);
+  check_number("faults of daemons", 0, daemon_faults());
   return transcript_end();
 }

@@ -4,6 +4,7 @@
  * SPDX-License-Identifier: BSD-2-Clause
  */
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -25,7 +26,9 @@ static const char usage[] =
     "\n"
     "  --list       print the model with its default values, each table with\n"
     "               one instance; needs no flash\n"
-    "  --on-device  run without the stand-in: ERASES /dev/nvram and /dev/nvrambak\n";
+    "  --on-device  run without the stand-in: ERASES /dev/nvram and /dev/nvrambak\n"
+    "  --daemon NAME PIDFILE LINE\n"
+    "               be one of its own daemons; the gateway starts them so\n";
 
 /* Tables start empty: give each an instance, outer ones first, to see what is in them. */
 static void fill_tables(qmibtree_inst_t* inst) {
@@ -64,16 +67,28 @@ static void require_readable(const char* path) {
 static int live_in_own_folder(void) {
   char folder[] = "/tmp/gateway-XXXXXX";
   if (!mkdtemp(folder)) fatal("cannot make %s: %s", folder, strerror(errno));
-  const int status = live(folder);
+  use_folder(folder);
+  const int status = live();
   rmdir(folder);
   return status;
 }
 
+/* A threshold for each feature; on a device everything goes to the system log as well. */
+static void start_log(int on_device) {
+  qdbg_init(QDBG_FEAT_MAIN, "gateway", QDBG_LVL_NOTICE, QDBG_FEAT_SYS, "system", QDBG_LVL_NOTICE,
+            QDBG_FEAT_MIB, "tree", QDBG_LVL_NOTICE, LOG_DAEMONS, "daemons", QDBG_LVL_INFO,
+            QDBG_FEAT_MAX);
+  qdbg_global_infop->syslog = (uint32_t)on_device;
+}
+
 int main(int argc, char** argv) {
-  setvbuf(stdout, NULL, _IOLBF, 0); /* in step with the commands that the library runs */
+  /* In step with the commands that the library runs, and with nothing for a child to repeat. */
+  setvbuf(stdout, NULL, _IONBF, 0);
+  signal(SIGCHLD, SIG_DFL); /* whoever started us may have it ignored: no child could be reaped */
   const char* option = argc > 1 ? argv[1] : "";
   if (strcmp(option, "--help") == 0) return fputs(usage, stdout) == EOF;
   if (strcmp(option, "--list") == 0) return list_model();
+  if (argc == 5 && strcmp(option, "--daemon") == 0) return daemon_run(argv[3], argv[4]);
   const int on_device = strcmp(option, "--on-device") == 0;
   if (argc > 2 || (*option && !on_device)) {
     fprintf(stderr, "gateway: unknown option %s\n%s", argv[argc - 1], usage);
@@ -84,5 +99,8 @@ int main(int argc, char** argv) {
   require_readable(MAIN_DEVICE);
   require_readable(BACKUP_DEVICE);
   require_readable(DEFAULT_FILE);
+  /* A name without a slash was searched in PATH: the kernel knows what was found. */
+  daemons_from(strchr(argv[0], '/') ? argv[0] : "/proc/self/exe");
+  start_log(on_device);
   return live_in_own_folder();
 }

@@ -8,6 +8,35 @@
 
 #include "gateway.h"
 
+static const char* own_folder;
+
+void use_folder(const char* folder) { own_folder = folder; }
+
+const char* path_of(const char* name) {
+  static char path[64];
+  snprintf(path, sizeof path, "%s/%s", own_folder, name);
+  return path;
+}
+
+FILE* open_or_end(const char* path, const char* mode) {
+  FILE* file = fopen(path, mode);
+  if (!file) fatal("cannot open %s: %s", path, strerror(errno));
+  return file;
+}
+
+void close_or_end(FILE* file, const char* path) {
+  const int failed = ferror(file);
+  if (fclose(file) || failed) fatal("cannot write %s", path);
+}
+
+void read_word(const char* path, char* word, int size) {
+  *word = '\0';
+  FILE* file = fopen(path, "r");
+  if (!file) return;
+  if (fgets(word, size, file)) word[strcspn(word, " \n")] = '\0';
+  fclose(file);
+}
+
 /* Two passes: the first one counts. */
 char* document_of(qmibtree_inst_t* inst) {
   qmibtree_buff_t count = {0};
@@ -29,17 +58,6 @@ char* text_of_file(const char* path, int32_t offset, uint32_t length) {
   qfree(buff);
   if (!text) fatal("out of memory");
   return text;
-}
-
-static FILE* open_or_end(const char* path, const char* mode) {
-  FILE* file = fopen(path, mode);
-  if (!file) fatal("cannot open %s: %s", path, strerror(errno));
-  return file;
-}
-
-static void close_or_end(FILE* file, const char* path) {
-  const int failed = ferror(file);
-  if (fclose(file) || failed) fatal("cannot write %s", path);
 }
 
 void damage(const char* device, long offset) {

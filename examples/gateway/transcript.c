@@ -1,4 +1,5 @@
-/* What the program prints. Lines without an indent are headings and the library's own.
+/* What the program prints. A line begins with its line feed instead of ending with it, as the
+ * lines of the log do. Lines without an indent are headings, the log, and the library's own.
  *
  * SPDX-License-Identifier: BSD-2-Clause
  */
@@ -13,27 +14,22 @@ static unsigned steps;
 static unsigned checks;
 static unsigned failures;
 
-void heading(const char* text) { printf("\n== %u. %s ==\n", ++steps, text); }
-
-static void print_line(FILE* file, const char* prefix, const char* format, va_list arguments) {
-  fputs(prefix, file);
-  vfprintf(file, format, arguments);
-  fputc('\n', file);
-}
-
-void say(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  print_line(stdout, "  ", format, arguments);
-  va_end(arguments);
-}
+void heading(const char* text) { printf("\n\n== %u. %s ==", ++steps, text); }
 
 void fatal(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  print_line(stderr, "gateway: ", format, arguments);
+  if (steps) putchar('\n');
+  fputs("gateway: ", stderr);
+  vfprintf(stderr, format, arguments);
+  fputc('\n', stderr);
   va_end(arguments);
   exit(2);
+}
+
+void add_name(char* names, const char* name) {
+  const size_t used = strlen(names);
+  snprintf(names + used, NAMES_SIZE - used, "%s%s", used ? " " : "", name);
 }
 
 const char* short_name(const char* name) {
@@ -43,13 +39,13 @@ const char* short_name(const char* name) {
 
 static void pass(const char* what, const char* found) {
   ++checks;
-  say("ok      %s: %s", short_name(what), short_name(found));
+  printf("\n  ok      %s: %s", short_name(what), short_name(found));
 }
 
 static void fail(const char* what, const char* expected, const char* found) {
   ++checks;
   ++failures;
-  say("FAILED  %s: expected %s, found %s", what, expected, found);
+  printf("\n  FAILED  %s: expected %s, found %s", what, expected, found);
 }
 
 void check_text(const char* what, const char* expected, const char* found) {
@@ -113,6 +109,6 @@ void check_value(qmibtree_inst_t* inst, const char* name, const char* expected) 
 }
 
 int transcript_end(void) {
-  printf("\n%u checks, %u failed\n", checks, failures);
+  printf("\n\n%u checks, %u failed\n", checks, failures);
   return failures ? 1 : 0;
 }
