@@ -22,7 +22,7 @@ expect_same() {
   sed 's/__attribute__((visibility("default")))//; s/(.*//; s/ *$//; s/.*[ *]//' |
   sort >"$scratch/declared"
 sed -n 's/^    \([A-Za-z_0-9]*\);$/\1/p' "$map" | sort >"$scratch/mapped"
-nm -D --defined-only "$library" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort >"$scratch/exported"
+"${NM:-nm}" -D --defined-only "$library" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort >"$scratch/exported"
 test -s "$scratch/declared" || { echo "no declaration found in $header" >&2; exit 1; }
 expect_same 'symbol map, by the header' "$scratch/declared" "$scratch/mapped"
 expect_same 'exported symbols, by the map' "$scratch/mapped" "$scratch/exported"
@@ -31,10 +31,15 @@ readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sed 's/\.so.*/
 printf 'libc\nlibexpat\n' >"$scratch/needed_expected"
 expect_same 'NEEDED entries' "$scratch/needed_expected" "$scratch/needed"
 
-# Not from libc (versioned) and not expat's: only the host's callback, and it strong.
-nm -D --undefined-only "$library" | awk '$2 !~ /@GLIBC/ && $2 !~ /^XML_/ { print $1, $2 }' | sort >"$scratch/undefined"
-echo 'U mibtree_changed_callback2' >"$scratch/undefined_expected"
-expect_same 'undefined symbols' "$scratch/undefined_expected" "$scratch/undefined"
+# Not from libc (versioned) and not expat's: only the host's callback, and it strong. A C library
+# without versions cannot be told apart: then only that the callback is there, strong, is looked at.
+if ! readelf -VW "$library" | grep -q GLIBC; then
+  "${NM:-nm}" -D --undefined-only "$library" | grep -q '^ *U mibtree_changed_callback2$' || status=1
+else
+  "${NM:-nm}" -D --undefined-only "$library" | awk '$2 !~ /@GLIBC/ && $2 !~ /^XML_/ { print $1, $2 }' | sort >"$scratch/undefined"
+  echo 'U mibtree_changed_callback2' >"$scratch/undefined_expected"
+  expect_same 'undefined symbols' "$scratch/undefined_expected" "$scratch/undefined"
+fi
 
 readelf -dW "$library" | sed -n 's/.*(\(INIT\|FINI\|INIT_ARRAY\|FINI_ARRAY\|PREINIT_ARRAY\)).*/\1/p' >"$scratch/started"
 : >"$scratch/started_expected"

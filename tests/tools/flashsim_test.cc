@@ -523,6 +523,7 @@ TEST_F(Flashsim, WrongUsageIsNamed) {
   for (const auto& [arguments, why] :
        {std::pair{words{}, "--dir is missing"}, std::pair{words{"/bin/true"}, "--dir is missing"},
         std::pair{words{"--dir"}, "--dir needs a folder"},
+        std::pair{words{"--dir", "flash", "--preload"}, "--preload needs a file"},
         std::pair{words{"--dir", "flash"}, "which program"},
         std::pair{words{"--dir", "flash", "--"}, "which program"},
         std::pair{words{"--dri", "flash"}, "unknown option '--dri'"},
@@ -533,6 +534,18 @@ TEST_F(Flashsim, WrongUsageIsNamed) {
     EXPECT_NE(result.output.find("usage: flashsim --dir DIR"), std::string::npos);
   }
   EXPECT_FALSE(fs::exists(work_ / "flash"));
+}
+
+TEST_F(Flashsim, AnotherLibraryIsLoadedInItsPlace) {
+  const outcome missing =
+      flashsim({"--dir", "flash", "--preload", "/nowhere/lib.so", "--", "/bin/true"});
+  EXPECT_EQ(missing.status, 127);
+  EXPECT_NE(missing.output.find("/nowhere/lib.so"), std::string::npos) << missing.output;
+  // A name that each loader completes cannot be looked at before: the loader complains.
+  const outcome token = flashsim({"--dir", "flash", "--preload", "/nowhere/$LIB/lib.so", "--",
+                                  "/bin/sh", "-c", "echo $LD_PRELOAD"});
+  EXPECT_EQ(token.status, 0);
+  EXPECT_NE(token.output.find("\n/nowhere/$LIB/lib.so\n"), std::string::npos) << token.output;
 }
 
 TEST_F(Flashsim, HelpShowsAnExample) {

@@ -14,7 +14,7 @@
 
 enum { EXIT_USAGE = 2, EXIT_NOT_STARTED = 127 };
 
-static const char usage[] = "usage: flashsim --dir DIR -- PROGRAM [ARGUMENT...]\n";
+static const char usage[] = "usage: flashsim --dir DIR [--preload FILE] -- PROGRAM [ARGUMENT...]\n";
 
 static const char help[] =
     "Runs PROGRAM, unmodified and without privileges, with these paths served from DIR:\n"
@@ -42,6 +42,10 @@ static const char help[] =
     "word or C library than flashsim: these reach the machine's own files. Status tells of\n"
     "the file in DIR. Buffered standard output that a shell redirected to a partition does\n"
     "not stop at its end.\n"
+    "\n"
+    "--preload FILE loads FILE instead of flashsim's own library, for a PROGRAM of another\n"
+    "machine word or C library. With $LIB in FILE each loader takes the one built for it, so\n"
+    "that commands of this machine are served too.\n"
     "\n"
     "Exit status: PROGRAM's; 127 when it could not be started, 2 for wrong usage.\n"
     "\n"
@@ -129,12 +133,14 @@ static bool extend_variable(const char* name, const char* text, bool in_front) {
   return set;
 }
 
-static bool set_environment(const char* folder) {
+static bool set_environment(const char* folder, const char* given) {
   char parts[PATH_MAX];
-  char preload[PATH_MAX];
-  if (!find_parts(parts) || !join(preload, parts, "libflashsim.so")) return false;
+  char own[PATH_MAX];
+  if (!find_parts(parts) || !join(own, parts, "libflashsim.so")) return false;
+  const char* const preload = given ? given : own;
   /* Without it the program would run all the same, and work on the machine's own devices. */
-  if (access(preload, R_OK) != 0) return complain("load", preload, strerror(errno));
+  if (!strchr(preload, '$') && access(preload, R_OK) != 0)
+    return complain("load", preload, strerror(errno));
   if (strpbrk(preload, ": ")) return complain("load", preload, "its path has a blank or a colon");
   /* A program built with the address sanitizer refuses a library loaded before its runtime. */
   const bool set = setenv(FLASHSIM_DIR_VARIABLE, folder, 1) == 0 &&
@@ -155,28 +161,32 @@ static int refuse(const char* why) {
 static int refuse_option(const char* stepped_over) {
   const char letter[] = {'-', (char)optopt, '\0'};
   fprintf(stderr, "flashsim: unknown option '%s'\n", optopt ? letter : stepped_over);
-  return refuse("only --dir and --help are options of its own");
+  return refuse("only --dir, --preload and --help are options of its own");
 }
 
-static int run(const char* dir, char** program) {
+static int run(const char* dir, const char* preload, char** program) {
   char folder[PATH_MAX];
-  if (!prepare_folder(dir, folder) || !set_environment(folder)) return EXIT_NOT_STARTED;
+  if (!prepare_folder(dir, folder) || !set_environment(folder, preload)) return EXIT_NOT_STARTED;
   execvp(program[0], program);
   complain("start", program[0], strerror(errno));
   return EXIT_NOT_STARTED;
 }
 
 int main(int argc, char** argv) {
-  static const struct option options[] = {
-      {"dir", required_argument, NULL, 'd'}, {"help", no_argument, NULL, 'h'}, {0}};
+  static const struct option options[] = {{"dir", required_argument, NULL, 'd'},
+                                          {"preload", required_argument, NULL, 'p'},
+                                          {"help", no_argument, NULL, 'h'},
+                                          {0}};
   const char* dir = NULL;
+  const char* preload = NULL;
   for (int option; (option = getopt_long(argc, argv, "+:", options, NULL)) != -1;) {
     if (option == 'h') return printf("%s%s", usage, help) < 0;
-    if (option == ':') return refuse("--dir needs a folder");
+    if (option == ':')
+      return refuse(optopt == 'd' ? "--dir needs a folder" : "--preload needs a file");
     if (option == '?') return refuse_option(argv[optind - 1]);
-    dir = optarg;
+    *(option == 'd' ? &dir : &preload) = optarg;
   }
   if (!dir) return refuse("--dir is missing: which folder serves the flash?");
   if (optind == argc) return refuse("which program should run?");
-  return run(dir, argv + optind);
+  return run(dir, preload, argv + optind);
 }
