@@ -29,14 +29,15 @@ function plain(text,    out, word) {
   return out text
 }
 
-# A line of a comment. Code between backquotes, which may go on in the next line, stays as it is.
-function prose(text,    pieces, count, i, out) {
-  count = split(text, pieces, "`")
-  for (i = 1; i <= count; i++) {
-    if (i > 1) in_code = !in_code
-    out = out (i > 1 ? "`" : "") (in_code ? pieces[i] : plain(pieces[i]))
+# A line of a comment. What stands in quotes, which may close in a later line, doxygen takes as it is.
+function prose(text,    out, mark) {
+  while (match(text, quote ? quote : "[`\"]")) {
+    mark = substr(text, RSTART, 1)
+    out = out (quote ? substr(text, 1, RSTART - 1) : plain(substr(text, 1, RSTART - 1))) mark
+    quote = quote ? "" : mark
+    text = substr(text, RSTART + 1)
   }
-  return out
+  return out (quote ? text : plain(text))
 }
 
 # A line of a comment. Indented by three behind an empty line it begins an example.
@@ -51,7 +52,8 @@ function convert(text,    out) {
 
 # The comment that begins with the text given; reads on to its end.
 function comment(text,    out) {
-  in_code = example = gap = 0
+  example = gap = 0
+  quote = ""
   sub(/^ *\/\*/, "", text)
   while (text !~ /\*\/$/) {
     out = out convert(text) "\n"
