@@ -30,12 +30,12 @@ function plain(text,    out, word) {
 }
 
 # A line of a comment. What stands in quotes, which may close in a later line, doxygen takes as it is.
-function prose(text,    out, mark) {
-  while (match(text, quote ? quote : "[`\"]")) {
-    mark = substr(text, RSTART, 1)
-    out = out (quote ? substr(text, 1, RSTART - 1) : plain(substr(text, 1, RSTART - 1))) mark
+function prose(text,    out, at, mark) {
+  while (at = match(text, quote ? quote : "[`\"]")) {
+    mark = substr(text, at, 1)
+    out = out (quote ? substr(text, 1, at - 1) : plain(substr(text, 1, at - 1))) mark
     quote = quote ? "" : mark
-    text = substr(text, RSTART + 1)
+    text = substr(text, at + 1)
   }
   return out (quote ? text : plain(text))
 }
@@ -135,6 +135,7 @@ NR == 1 {
 
 above != "" && /^#define [A-Z_0-9]+ / {
   heading = take_up_to("[.:]( |\n|$)")
+  gsub(/#/, "", heading)  # no links in headings
   begin_part("constants", heading, above)
   above = ""
 }
