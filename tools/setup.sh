@@ -8,6 +8,9 @@ case $root in
   ;;
 esac
 
+# What mibctl is built with.
+tool_packages='libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libedit-dev'
+
 # need_packages NAME...: as root, or through sudo; where neither is at hand, names them and stops.
 need_packages() {
   missing=

@@ -466,21 +466,29 @@ TEST_F(Flashsim, ZoremCfgWrapsTheEmptyText) {
   EXPECT_EQ(slurp(work_ / "out"), "zoremcfg" + std::string(12, '\0'));
 }
 
+TEST_F(Flashsim, ZoremCfgWrapsATextThatNoGatewayTakes) {
+  const std::string text(65529, 't');
+  spill(work_ / "in", text);
+  EXPECT_EQ(under({"zorem_cfg", "-v", "0", "-i", "in", "-o", "out"}).status, 0);
+  EXPECT_EQ(slurp(work_ / "out"),
+            std::string("zoremcfg\0\0\0\0\xf9\xff\0\0", 16) + text + std::string(4, '\0'));
+}
+
 TEST_F(Flashsim, ZoremCfgNamesTheFileThatFails) {
   spill(work_ / "in", "text");
   outcome result = under({"zorem_cfg", "-v", "0", "-i", "none", "-o", "out"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "zorem_cfg: cannot read none: No such file or directory\n");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, "none: cannot be read (No such file or directory)\n");
   EXPECT_FALSE(fs::exists(work_ / "out"));
   result = under({"zorem_cfg", "-v", "0", "-i", ".", "-o", "out"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "zorem_cfg: cannot read .: Is a directory\n");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, ".: cannot be read (Is a directory)\n");
   result = under({"zorem_cfg", "-v", "0", "-i", "in", "-o", "no/out"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "zorem_cfg: cannot write no/out: No such file or directory\n");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, "no/out: cannot be written (No such file or directory)\n");
   result = under({"zorem_cfg", "-v", "0", "-i", "in", "-o", "/dev/full"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "zorem_cfg: cannot write /dev/full: No space left on device\n");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, "/dev/full: cannot be written (No space left on device)\n");
 }
 
 TEST_F(Flashsim, ZoremCfgRefusesWrongUsage) {
@@ -496,6 +504,46 @@ TEST_F(Flashsim, ZoremCfgRefusesWrongUsage) {
     EXPECT_NE(result.output.find("usage: zorem_cfg -v 0 -i IN -o OUT\n"), std::string::npos);
   }
   EXPECT_FALSE(fs::exists(work_ / "out"));
+}
+
+// A zorem_cfg that was moved; where there is a mibctl, it shows how it was called.
+class FlashsimMoved : public Flashsim {
+ protected:
+  void SetUp() override {
+    Flashsim::SetUp();
+    fs::create_directories(work_ / "lib/flashsim");
+    fs::copy_file(fs::path(FLASHSIM_PATH).parent_path() / "../lib/flashsim/zorem_cfg",
+                  work_ / "lib/flashsim/zorem_cfg");
+  }
+
+  void make_mibctl(const std::string& folder) const {
+    const fs::path path = work_ / folder / "mibctl";
+    fs::create_directories(path.parent_path());
+    spill(path, "#!/bin/sh\necho " + folder + " \"$@\"\n");
+    fs::permissions(path, fs::perms::owner_all);
+  }
+
+  outcome zorem_cfg() const {
+    return run_in(work_, {"/usr/bin/env", "PATH=" + (work_ / "path").string(),
+                          work_ / "lib/flashsim/zorem_cfg", "-v0", "-i-in", "-oout"});
+  }
+};
+
+TEST_F(FlashsimMoved, ZoremCfgRunsTheMibctlInstalledWithIt) {
+  make_mibctl("path");
+  make_mibctl("bin");
+  EXPECT_EQ(zorem_cfg().output, "bin image upgrade-file make --force -o out -- -in\n");
+}
+
+TEST_F(FlashsimMoved, ZoremCfgRunsAnotherMibctlOfThePath) {
+  make_mibctl("path");
+  EXPECT_EQ(zorem_cfg().output, "path image upgrade-file make --force -o out -- -in\n");
+}
+
+TEST_F(FlashsimMoved, ZoremCfgSaysThatMibctlIsMissing) {
+  const outcome result = zorem_cfg();
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "zorem_cfg: cannot start mibctl: No such file or directory\n");
 }
 
 // --- the launcher ---
