@@ -24,11 +24,11 @@ static void system_init(void) {
 
 #define DAEMON(id, what) [id] = {.comp = id, .name = #what, .pid_file = #what ".pid"}
 
-static struct daemon daemons[COMP_COUNT] = {
-    DAEMON(COMP_MANAGEMENT, management),
-    DAEMON(COMP_LAN, lan),
-    DAEMON(COMP_WLAN, wlan),
-    DAEMON(COMP_WAN, wan),
+static struct daemon daemons[GATEWAY_COMP_COUNT] = {
+    DAEMON(GATEWAY_COMP_MANAGEMENT, management),
+    DAEMON(GATEWAY_COMP_LAN, lan),
+    DAEMON(GATEWAY_COMP_WLAN, wlan),
+    DAEMON(GATEWAY_COMP_WAN, wan),
 };
 
 /* Actions are called without arguments, so each component has its own. */
@@ -41,10 +41,10 @@ static struct daemon daemons[COMP_COUNT] = {
     add_name(restarted, #name);                                  \
   }
 
-ACTIONS(COMP_MANAGEMENT, management)
-ACTIONS(COMP_LAN, lan)
-ACTIONS(COMP_WLAN, wlan)
-ACTIONS(COMP_WAN, wan)
+ACTIONS(GATEWAY_COMP_MANAGEMENT, management)
+ACTIONS(GATEWAY_COMP_LAN, lan)
+ACTIONS(GATEWAY_COMP_WLAN, wlan)
+ACTIONS(GATEWAY_COMP_WAN, wan)
 
 const struct daemon* component_daemon(uint32_t id) {
   return daemons[id].name ? &daemons[id] : NULL;
@@ -53,7 +53,7 @@ const struct daemon* component_daemon(uint32_t id) {
 const char* components_running(void) {
   static char running[NAMES_SIZE];
   *running = '\0';
-  for (uint32_t id = 0; id < COMP_COUNT; ++id) {
+  for (uint32_t id = 0; id < GATEWAY_COMP_COUNT; ++id) {
     const struct daemon* daemon = component_daemon(id);
     const int32_t pid = daemon ? daemon_pid(daemon) : 0;
     if (pid > 0 && kill(pid, 0) == 0) add_name(running, daemon->name);
@@ -66,7 +66,7 @@ const char* components_running(void) {
 #define RULES "firewall"
 
 static void firewall_load(void) {
-  if (qmibtree_comp_system(COMP_FIREWALL, "echo loaded >>%s", path_of(RULES)))
+  if (qmibtree_comp_system(GATEWAY_COMP_FIREWALL, "echo loaded >>%s", path_of(RULES)))
     QDBG_ERR(QDBG_FEAT_SYS, "cannot load the firewall");
 }
 
@@ -75,7 +75,9 @@ static void firewall_restart(void) {
   add_name(restarted, "firewall");
 }
 
-static void firewall_stop(void) { qmibtree_comp_system(COMP_FIREWALL, "rm -f %s", path_of(RULES)); }
+static void firewall_stop(void) {
+  qmibtree_comp_system(GATEWAY_COMP_FIREWALL, "rm -f %s", path_of(RULES));
+}
 
 uint32_t firewall_loads(void) {
   char command[128], count[256] = "";
@@ -88,7 +90,7 @@ uint32_t firewall_loads(void) {
 
 static void for_each(const char* what, void (*action)(uint32_t id)) {
   QDBG_NOTICE(QDBG_FEAT_SYS, "%s", what);
-  for (uint32_t id = 0; id < COMP_COUNT; ++id) action(id);
+  for (uint32_t id = 0; id < GATEWAY_COMP_COUNT; ++id) action(id);
 }
 
 static void restart_if_changed(uint32_t id) {
@@ -110,11 +112,12 @@ void components_register(void) {
       .init = init_all, .start = start_all, .stop = stop_all, .mark_action = restart_changed};
   qmibtree_comps_register(&hooks);
   /* The system reads its settings when it needs them: there is nothing to restart. */
-  qmibtree_comp_register(COMP_SYSTEM, 0, system_init, NULL, NULL, NULL);
-  qmibtree_comp_register(COMP_MANAGEMENT, 0, NULL, management_start, management_stop,
+  qmibtree_comp_register(GATEWAY_COMP_SYSTEM, 0, system_init, NULL, NULL, NULL);
+  qmibtree_comp_register(GATEWAY_COMP_MANAGEMENT, 0, NULL, management_start, management_stop,
                          management_restart);
-  qmibtree_comp_register(COMP_LAN, 0, NULL, lan_start, lan_stop, lan_restart);
-  qmibtree_comp_register(COMP_WLAN, 0, NULL, wlan_start, wlan_stop, wlan_restart);
-  qmibtree_comp_register(COMP_WAN, 0, NULL, wan_start, wan_stop, wan_restart);
-  qmibtree_comp_register(COMP_FIREWALL, 0, NULL, firewall_load, firewall_stop, firewall_restart);
+  qmibtree_comp_register(GATEWAY_COMP_LAN, 0, NULL, lan_start, lan_stop, lan_restart);
+  qmibtree_comp_register(GATEWAY_COMP_WLAN, 0, NULL, wlan_start, wlan_stop, wlan_restart);
+  qmibtree_comp_register(GATEWAY_COMP_WAN, 0, NULL, wan_start, wan_stop, wan_restart);
+  qmibtree_comp_register(GATEWAY_COMP_FIREWALL, 0, NULL, firewall_load, firewall_stop,
+                         firewall_restart);
 }

@@ -8,6 +8,8 @@
 #include <qmibtree.h>
 #include <stdio.h>
 
+#include "gateway_schema.h"
+
 /* The features of the log. */
 #define LOG_DAEMONS QDBG_FEAT_USER0 /* daemons that are started and killed */
 
@@ -40,16 +42,7 @@ int daemon_run(const char* pid_file, const char* line_number);
 
 /* --- components.c: the parts of the gateway that parameters take effect in --- */
 
-enum {
-  COMP_SYSTEM,
-  COMP_MANAGEMENT,
-  COMP_LAN,
-  COMP_WLAN,
-  COMP_WAN,
-  COMP_FIREWALL,
-  COMP_COUNT,
-  COMP_NONE = QMIBTREE_COMP_MAX /* a record that belongs to no component */
-};
+/* gateway.toml has their names, the generated header their ids and number. */
 
 /* Register the components and the process-wide hooks; once, before the first tree. */
 void components_register(void);
@@ -66,21 +59,9 @@ const char* components_running(void);
 /* How often the firewall was loaded since it was last stopped. */
 uint32_t firewall_loads(void);
 
-/* --- model.c: the parameters --- */
-
-#define MODEL_WORDS 0 /* ext_fn word of a record: "|"-separated words (const char*), or null */
-
-/* The schema block, filled afresh: links, bounds, defaults, and no hooks yet. The block is the
- * same at every call, so no tree built from it may be alive. */
-qmibtree_schema_t* model_build(void);
-
 /* --- hooks.c: where the parameters meet the system --- */
 
-/* Put the read hooks into a schema, before a tree is built from it. */
-void hooks_bind(qmibtree_schema_t* schema);
-
-/* Attach the write hooks and the instance hooks to a tree just built. */
-void hooks_register(qmibtree_inst_t* inst);
+/* Those that gateway.toml names are declared in gateway_schema.h. */
 
 /* Changes since the last call. */
 uint32_t hooks_changes(void);

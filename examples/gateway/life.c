@@ -69,11 +69,8 @@ static void check_tree(const char* what, const char* expected) {
 }
 
 static void power_on(enum route route) {
-  qmibtree_schema_t* schema = model_build();
-  hooks_bind(schema);
-  gateway.inst = qmibtree_init(schema);
+  gateway.inst = qmibtree_init(gateway_schema());
   if (!gateway.inst) fatal("the tree cannot be built");
-  hooks_register(gateway.inst);
   hooks_changes();
   qmibtree_load_config(gateway.inst);
   check_route(route);
@@ -177,13 +174,13 @@ static void write_logo(void) {
 
 /* Restart what changed, and see by the pid files which daemons were. */
 static void act_on_marks(const char* restarted, const char* renewed) {
-  int32_t before[COMP_COUNT] = {0};
+  int32_t before[GATEWAY_COMP_COUNT] = {0};
   const struct daemon* daemon;
-  for (uint32_t id = 0; id < COMP_COUNT; ++id)
+  for (uint32_t id = 0; id < GATEWAY_COMP_COUNT; ++id)
     if ((daemon = component_daemon(id))) before[id] = daemon_pid(daemon);
   qmibtree_comps_mark_action();
   char found[NAMES_SIZE] = "", alive[NAMES_SIZE] = "";
-  for (uint32_t id = 0; id < COMP_COUNT; ++id) {
+  for (uint32_t id = 0; id < GATEWAY_COMP_COUNT; ++id) {
     if (!(daemon = component_daemon(id)) || daemon_pid(daemon) == before[id]) continue;
     add_name(found, daemon->name);
     if (kill(before[id], 0) == 0) add_name(alive, daemon->name);

@@ -41,9 +41,7 @@ static void fill_tables(qmibtree_inst_t* inst) {
 }
 
 static int list_model(void) {
-  qmibtree_schema_t* schema = model_build();
-  hooks_bind(schema);
-  qmibtree_inst_t* inst = qmibtree_init(schema);
+  qmibtree_inst_t* inst = qmibtree_init(gateway_schema());
   if (!inst || !inst->uid_hash) fatal("out of memory");
   fill_tables(inst);
   qmibtree_buff_t count = {0};

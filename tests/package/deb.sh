@@ -87,6 +87,7 @@ expect_same 'files of libqmibtree-dev' <<EXPECTED
 -rw-r--r-- root/root ./usr/include/qmibtree.h
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeConfig.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeConfigVersion.cmake
+-rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeSchema.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeTargets-BUILD.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeTargets.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/libqmibtree.a

@@ -56,9 +56,7 @@ static unsigned long fixed_part(void) {
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
   const unsigned long fixed = fixed_part();
-  qmibtree_schema_t* schema = model_build();
-  hooks_bind(schema);
-  qmibtree_inst_t* inst = qmibtree_init(schema);
+  qmibtree_inst_t* inst = qmibtree_init(gateway_schema());
   if (!inst) return 1;
   hooks_register(inst);
   if (qmibtree_xml_load_from_file(inst, argv[1], 0, 0, 0) != QMIBTREE_RC_OK) return 1;
