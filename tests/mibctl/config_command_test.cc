@@ -38,6 +38,47 @@ TEST_F(Verb, GetOfAValueThatOnlyAGatewayKnowsIsRefused) {
   EXPECT_EQ(outcome.out, "");
 }
 
+TEST_F(Verb, GetWithoutAModelPrintsWhatIsStored) {
+  expect_done(run({"--config", config, "get", "InternetGatewayDevice.Host.1.Port.1.Number"}),
+              "80\n");
+  expect_done(run({"--config", config, "--json", "get", "InternetGatewayDevice.Time.Server"}),
+              "{\n  \"InternetGatewayDevice.Time.Server\": \"ntp.example\"\n}\n");
+}
+
+TEST_F(Verb, GetWithoutAModelKnowsNoDefault) {
+  expect_error(run({"--config", config, "get", "InternetGatewayDevice.Time.Zone"}), 1,
+               "InternetGatewayDevice.Time.Zone: not stored (name the model to see its default: "
+               "--model FILE)");
+}
+
+TEST_F(Verb, GetWithoutAModelTakesTheLastElementAndSkipsThoseWithoutAValue) {
+  folder.write("conf.xml",
+               "<InternetGatewayDevice.><Time.><PARAM name=\"Zone\">UTC</PARAM>"
+               "<PARAM name=\"Zone\">CET</PARAM><PARAM name=\"Zone\"></PARAM>"
+               "<PARAM name=\"Zone\" ignorevalue=\"yes\">UTC</PARAM><PARAM name=\"Zone\"/>"
+               "<PARAM note='>' name=\"Enable\">1</PARAM>"
+               "</Time.></InternetGatewayDevice.>");
+  expect_done(run({"--config", config, "get", "InternetGatewayDevice.Time.Zone"}), "CET\n");
+  expect_done(run({"--config", config, "get", "InternetGatewayDevice.Time.Enable"}), "1\n");
+}
+
+TEST_F(Verb, GetWithoutAModelLeavesATextInPiecesToTheModel) {
+  folder.write("conf.xml",
+               "<InternetGatewayDevice.><Time.><PARAM name=\"Server\">a&amp;b</PARAM></Time.>"
+               "</InternetGatewayDevice.>");
+  const std::string name = "InternetGatewayDevice.Time.Server";
+  expect_error(run({"--config", config, "get", name}), 1,
+               name + ": stored in pieces (name the model to see what a load makes of it)");
+  expect_done(on_config({"get", name}), "b\n");
+}
+
+TEST_F(Verb, GetWithoutAModelRefusesADocumentThatDoesNotLoad) {
+  folder.write("conf.xml", "<InternetGatewayDevice.>");
+  const Outcome outcome = run({"--config", config, "get", "InternetGatewayDevice.Time.Zone"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_TRUE(outcome.err.starts_with(config + ": does not load (")) << outcome.err;
+}
+
 // --- show ---
 
 TEST_F(Verb, ShowPrintsLinesOfWhatBeginsSo) {

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "commands.hh"
@@ -11,6 +12,7 @@
 #include "image.hh"
 #include "session.hh"
 #include "show.hh"
+#include "stored.hh"
 #include "text.hh"
 
 namespace mibctl {
@@ -27,10 +29,13 @@ struct Arguments {
   bool changed = false, internal = false, force = false;
 };
 
-void print_values(const Session& session, const Arguments& arguments, bool json) {
+// A value by its full name.
+using Lookup = std::function<std::string(const std::string& name)>;
+
+void print_values(const Arguments& arguments, bool json, const Lookup& value_of) {
   nlohmann::ordered_json values = nlohmann::ordered_json::object();
   for (const std::string& name : arguments.names) {
-    const std::string value = session.tree().value(session.tree().find(name));
+    const std::string value = value_of(name);
     if (json)
       values[name] = value;
     else if (arguments.names.size() == 1)
@@ -41,6 +46,21 @@ void print_values(const Session& session, const Arguments& arguments, bool json)
   if (json)
     std::printf("%s\n",
                 values.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+}
+
+// Without a model only what is stored is known.
+void get(const Options& options, const Arguments& arguments) {
+  if (options.models.empty()) {
+    const std::unique_ptr<Store> store = store_of(options);
+    const std::string document = store->load();
+    return print_values(arguments, options.json, [&](const std::string& name) {
+      return stored_value(store->name(), document, name);
+    });
+  }
+  const Session session(options);
+  print_values(arguments, options.json, [&](const std::string& name) {
+    return session.tree().value(session.tree().find(name));
+  });
 }
 
 void set_values(Session& session, const Arguments& arguments) {
@@ -170,11 +190,12 @@ void add_config_commands(CLI::App& app, Options& options) {
     show(session.tree(), arguments->prefix, {arguments->changed, options.json}, stdout);
   });
 
-  command = verb(app, "get", "Print values: a bare one, or NAME=VALUE lines of several",
-                 "--image nvram.bin get InternetGatewayDevice.Time.NTPServer1");
+  command = verb(
+      app, "get",
+      "Print values: a bare one, or NAME=VALUE lines of several. Without a model: what is stored",
+      "--image nvram.bin get InternetGatewayDevice.Time.NTPServer1");
   command->add_option("NAME", arguments->names, "Full names")->required();
-  command->callback(
-      [&options, arguments] { print_values(Session(options), *arguments, options.json); });
+  command->callback([&options, arguments] { get(options, *arguments); });
 
   command = verb(app, "set", "Write values, all or none, and store the configuration",
                  "--config conf.xml set InternetGatewayDevice.Time.Enable=true");
