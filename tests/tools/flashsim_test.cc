@@ -448,6 +448,98 @@ TEST_F(Flashsim, MtdOutsideFlashsimTouchesNothing) {
   EXPECT_EQ(result.output, "mtd: FLASHSIM_DIR is not set: run under flashsim\n");
 }
 
+// --- the journal ---
+
+class FlashsimJournal : public Flashsim {
+ protected:
+  // What the journal holds after the probe did these operations.
+  std::string journal(words operations) const {
+    operations.insert(operations.begin(),
+                      {"--dir", "flash", "--journal", "steps", "--", FLASHSIM_PROBE_PATH});
+    EXPECT_EQ(flashsim(operations).status, 0);
+    return slurp(work_ / "steps");
+  }
+};
+
+TEST_F(FlashsimJournal, HasTheStepsOfAStreamInOrder) {
+  make_flash();
+  EXPECT_EQ(journal({"fopen", "/dev/nvram", "w", "fseek", "8", "fwrite", "x", "3", "fclose"}),
+            "open-w NVRAM 0 0\nseek NVRAM 8 0\nwrite NVRAM 8 3\nxxxclose NVRAM 0 0\n");
+}
+
+TEST_F(FlashsimJournal, HasTheStepsOfADescriptor) {
+  make_flash();
+  EXPECT_EQ(journal({"open", "/dev/nvrambak", "+", "lseek", "5", "write", "x", "2", "pwrite", "y",
+                     "1", "9", "writev", "z", "2", "close"}),
+            "open-rw NVRAMBAK 0 0\nseek NVRAMBAK 5 0\nwrite NVRAMBAK 5 2\nxx"
+            "write NVRAMBAK 9 1\nywrite NVRAMBAK 7 1\nzwrite NVRAMBAK 8 1\nzclose NVRAMBAK 0 0\n");
+}
+
+TEST_F(FlashsimJournal, HasOnlyTheBytesThatFitTheDevice) {
+  make_device("0123");
+  EXPECT_EQ(journal({"open", "/dev/nvram", "w", "write", "x", "6", "write", "x", "1"}),
+            "open-w NVRAM 0 0\nwrite NVRAM 0 4\nxxxx");
+}
+
+TEST_F(FlashsimJournal, HasTheBlocksOfAnErase) {
+  make_device(std::string(5000, 'x'));
+  EXPECT_EQ(journal({"system", "mtd erase NVRAM"}), "command NVRAM 0 0\nerase NVRAM 0 4096\n" +
+                                                        erased(4096) + "erase NVRAM 4096 904\n" +
+                                                        erased(904) + "done NVRAM 0 0\n");
+}
+
+TEST_F(FlashsimJournal, HasTheStepsOfCommandsFromOtherFolders) {
+  make_flash();
+  EXPECT_EQ(journal({"system", "cd / && printf ab >/dev/nvram"}).substr(0, 17),
+            "open-w NVRAM 0 0\n");
+  EXPECT_NE(slurp(work_ / "steps").find("write NVRAM 0 2\nab"), std::string::npos);
+}
+
+TEST_F(FlashsimJournal, LeavesOtherFilesAndQuestionsForThePositionOut) {
+  make_flash();
+  EXPECT_EQ(journal({"fopen", "/tmp/tobixopen", "w", "fwrite", "x", "1", "fclose"}), "");
+  EXPECT_EQ(journal({"fopen", "/dev/nvram", "r", "ftell"}), "open-r NVRAM 0 0\n");
+}
+
+TEST_F(FlashsimJournal, IsBegunAnewAndOnlyWhereItIsAskedFor) {
+  make_flash();
+  const std::string first = journal({"open", "/dev/nvram", "w", "write", "x", "1"});
+  EXPECT_EQ(journal({"open", "/dev/nvram", "w", "write", "x", "1"}), first);
+  setenv("FLASHSIM_JOURNAL", (work_ / "other").c_str(), 1);
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "write", "x", "1"}), "open=0\nwrite=1\n");
+  unsetenv("FLASHSIM_JOURNAL");
+  EXPECT_FALSE(fs::exists(work_ / "other"));
+}
+
+TEST_F(FlashsimJournal, ThatCannotBeMadeStartsNothing) {
+  const outcome result =
+      flashsim({"--dir", "flash", "--journal", "none/steps", "--", "/bin/echo", "started"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output,
+            "flashsim: cannot make journal 'none/steps': No such file or directory\n");
+}
+
+TEST_F(FlashsimJournal, GivesTheWearOfEachPartition) {
+  make_flash();
+  journal({"fopen", "/dev/nvrambak", "w", "fwrite", "x", "3", "fseek", "2", "fwrite", "x", "2",
+           "fclose", "system", "mtd erase NVRAM"});
+  const outcome result = flashsim({"wear", "steps"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output,
+            "partition  erases     opens    writes     bytes  most of one byte\n"
+            "NVRAM           1         0         0         0                 0\n"
+            "NVRAMBAK        0         1         2         5                 2\n");
+}
+
+TEST_F(FlashsimJournal, WearIsOfAJournalOnly) {
+  spill(work_ / "steps", "open-w NVRAM 0 0\nwrite NVRAM 0 9\nshort");
+  outcome result = flashsim({"wear", "steps"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: steps: no journal (byte 17)\n");
+  EXPECT_EQ(flashsim({"wear"}).status, 2);
+  EXPECT_EQ(flashsim({"wear", "none"}).output, "flashsim: none: cannot be read\n");
+}
+
 // --- zorem_cfg ---
 
 TEST_F(Flashsim, ZoremCfgWrapsTheTextIntoAnUpgradeFile) {

@@ -1,20 +1,16 @@
 /* flashsim: runs a program with a gateway's flash and fixed paths served from a folder. */
-#include <errno.h>
-#include <fcntl.h>
 #include <getopt.h>
-#include <limits.h>
-#include <stdbool.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "served.h"
+#include "launch.h"
+#include "map.h"
+#include "wear.h"
 
-enum { EXIT_USAGE = 2, EXIT_NOT_STARTED = 127 };
-
-static const char usage[] = "usage: flashsim --dir DIR [--preload FILE] -- PROGRAM [ARGUMENT...]\n";
+static const char usage[] =
+    "usage: flashsim --dir DIR [--preload FILE] [--journal FILE] -- PROGRAM [ARGUMENT...]\n"
+    "       flashsim wear JOURNAL\n"
+    "       flashsim map --help\n";
 
 static const char help[] =
     "Runs PROGRAM, unmodified and without privileges, with these paths served from DIR:\n"
@@ -47,108 +43,18 @@ static const char help[] =
     "machine word or C library. With $LIB in FILE each loader takes the one built for it, so\n"
     "that commands of this machine are served too.\n"
     "\n"
+    "--journal FILE records in FILE, anew, every step that PROGRAM and its commands make on\n"
+    "the partitions: a line 'VERB PARTITION OFFSET SIZE' each, and SIZE bytes behind it.\n"
+    "'flashsim map' cuts the power at each of these steps and bytes, 'flashsim wear' counts\n"
+    "them: erases, opens for writing, writes and their bytes, and how often the byte that was\n"
+    "written most was written, of each partition.\n"
+    "\n"
     "Exit status: PROGRAM's; 127 when it could not be started, 2 for wrong usage.\n"
     "\n"
     "Example: a first boot from the factory default, then its trace\n"
     "  mkdir flash && cp default-conf.xml flash\n"
     "  flashsim --dir flash -- ./gateway\n"
     "  flashsim --dir flash -- cat /tmp/tobixopen\n";
-
-static bool complain(const char* doing, const char* what, const char* why) {
-  fprintf(stderr, "flashsim: cannot %s '%s': %s\n", doing, what, why);
-  return false;
-}
-
-/* --- the folder --- */
-
-static bool join(char path[PATH_MAX], const char* folder, const char* file) {
-  if (snprintf(path, PATH_MAX, "%s/%s", folder, file) < PATH_MAX) return true;
-  return complain("use", folder, strerror(ENAMETOOLONG));
-}
-
-static bool write_erased(int fd) {
-  unsigned char bytes[FLASHSIM_PARTITION_SIZE];
-  memset(bytes, FLASHSIM_ERASED, sizeof bytes);
-  for (size_t done = 0; done < sizeof bytes;) {
-    const ssize_t count = write(fd, bytes + done, sizeof bytes - done);
-    if (count < 0) return false;
-    done += (size_t)count;
-  }
-  return true;
-}
-
-static bool make_partition(const char* path) {
-  const int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) return complain("make partition", path, strerror(errno));
-  const bool written = write_erased(fd);
-  if (close(fd) == 0 && written) return true;
-  return complain("write partition", path, strerror(errno));
-}
-
-static bool make_partitions(const char* folder) {
-  char path[PATH_MAX];
-  struct stat status;
-  for (size_t i = 0; i < served_file_count; ++i) {
-    if (!join(path, folder, served_files[i].file)) return false;
-    if (served_files[i].partition && lstat(path, &status) == 0) return true; /* not the first use */
-  }
-  for (size_t i = 0; i < served_file_count; ++i) {
-    if (!served_files[i].partition) continue;
-    if (!join(path, folder, served_files[i].file) || !make_partition(path)) return false;
-  }
-  return true;
-}
-
-/* The folder's absolute path, the folder and its partitions made where they are missing. */
-static bool prepare_folder(const char* dir, char folder[PATH_MAX]) {
-  if (mkdir(dir, 0777) != 0 && errno != EEXIST)
-    return complain("make folder", dir, strerror(errno));
-  if (!realpath(dir, folder)) return complain("use folder", dir, strerror(errno));
-  struct stat status;
-  if (stat(folder, &status) != 0) return complain("use folder", dir, strerror(errno));
-  if (!S_ISDIR(status.st_mode)) return complain("use folder", dir, strerror(ENOTDIR));
-  return make_partitions(folder);
-}
-
-/* --- the program's environment --- */
-
-/* Where the preload library and the commands are: ../lib/flashsim, seen from flashsim's folder. */
-static bool find_parts(char parts[PATH_MAX]) {
-  char self[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length < 0) return complain("read", "/proc/self/exe", strerror(errno));
-  self[length] = '\0';
-  for (int up = 0; up < 2; ++up) *strrchr(self, '/') = '\0';
-  return join(parts, self, "lib/flashsim");
-}
-
-/* Puts `text` before what the variable, a list with colons, holds, or behind it. */
-static bool extend_variable(const char* name, const char* text, bool in_front) {
-  const char* const old = getenv(name);
-  char* both = NULL;
-  if (!old || old[0] == '\0') return setenv(name, text, 1) == 0;
-  if (asprintf(&both, "%s:%s", in_front ? text : old, in_front ? old : text) < 0) return false;
-  const bool set = setenv(name, both, 1) == 0;
-  free(both);
-  return set;
-}
-
-static bool set_environment(const char* folder, const char* given) {
-  char parts[PATH_MAX];
-  char own[PATH_MAX];
-  if (!find_parts(parts) || !join(own, parts, "libflashsim.so")) return false;
-  const char* const preload = given ? given : own;
-  /* Without it the program would run all the same, and work on the machine's own devices. */
-  if (!strchr(preload, '$') && access(preload, R_OK) != 0)
-    return complain("load", preload, strerror(errno));
-  if (strpbrk(preload, ": ")) return complain("load", preload, "its path has a blank or a colon");
-  /* A program built with the address sanitizer refuses a library loaded before its runtime. */
-  const bool set = setenv(FLASHSIM_DIR_VARIABLE, folder, 1) == 0 &&
-                   extend_variable("LD_PRELOAD", preload, true) &&
-                   extend_variable("PATH", parts, true) &&
-                   extend_variable("ASAN_OPTIONS", "verify_asan_link_order=0", false);
-  return set || complain("set up the environment for", folder, strerror(errno));
-}
 
 /* --- the command line --- */
 
@@ -161,32 +67,47 @@ static int refuse(const char* why) {
 static int refuse_option(const char* stepped_over) {
   const char letter[] = {'-', (char)optopt, '\0'};
   fprintf(stderr, "flashsim: unknown option '%s'\n", optopt ? letter : stepped_over);
-  return refuse("only --dir, --preload and --help are options of its own");
+  return refuse("only --dir, --preload, --journal and --help are options of its own");
 }
 
-static int run(const char* dir, const char* preload, char** program) {
-  char folder[PATH_MAX];
-  if (!prepare_folder(dir, folder) || !set_environment(folder, preload)) return EXIT_NOT_STARTED;
-  execvp(program[0], program);
-  complain("start", program[0], strerror(errno));
-  return EXIT_NOT_STARTED;
+static int refuse_value(const char* option, const char* wanted) {
+  char why[32];
+  snprintf(why, sizeof why, "%s needs a %s", option, wanted);
+  return refuse(why);
 }
 
 int main(int argc, char** argv) {
   static const struct option options[] = {{"dir", required_argument, NULL, 'd'},
                                           {"preload", required_argument, NULL, 'p'},
+                                          {"journal", required_argument, NULL, 'j'},
                                           {"help", no_argument, NULL, 'h'},
                                           {0}};
-  const char* dir = NULL;
-  const char* preload = NULL;
-  for (int option; (option = getopt_long(argc, argv, "+:", options, NULL)) != -1;) {
-    if (option == 'h') return printf("%s%s", usage, help) < 0;
-    if (option == ':')
-      return refuse(optopt == 'd' ? "--dir needs a folder" : "--preload needs a file");
-    if (option == '?') return refuse_option(argv[optind - 1]);
-    *(option == 'd' ? &dir : &preload) = optarg;
+  if (argc > 1 && strcmp(argv[1], "map") == 0) return map_main(argc - 1, argv + 1);
+  if (argc > 1 && strcmp(argv[1], "wear") == 0) {
+    return argc == 3 ? wear_main(argv[2]) : refuse("which journal should the wear be counted of?");
   }
-  if (!dir) return refuse("--dir is missing: which folder serves the flash?");
+  struct launch wanted = {0};
+  for (int option; (option = getopt_long(argc, argv, "+:", options, NULL)) != -1;) {
+    switch (option) {
+      case 'd':
+        wanted.dir = optarg;
+        break;
+      case 'p':
+        wanted.preload = optarg;
+        break;
+      case 'j':
+        wanted.journal = optarg;
+        break;
+      case 'h':
+        return printf("%s%s", usage, help) < 0;
+      case ':':
+        return refuse_value(argv[optind - 1], optopt == 'd' ? "folder" : "file");
+      default:
+        return refuse_option(argv[optind - 1]);
+    }
+  }
+  if (!wanted.dir) return refuse("--dir is missing: which folder serves the flash?");
   if (optind == argc) return refuse("which program should run?");
-  return run(dir, preload, argv + optind);
+  wanted.program = argv + optind;
+  return launch(&wanted);
 }

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "journal.h"
 #include "served.h"
 
 static const char usage[] =
@@ -21,17 +22,21 @@ static const struct served_file* find_partition(const char* name) {
   return NULL;
 }
 
-static int erase(int fd) {
+static int erase(int fd, const char* partition) {
   unsigned char block[4096];
   struct stat status;
   if (fstat(fd, &status) != 0) return -1;
   memset(block, FLASHSIM_ERASED, sizeof block);
-  for (off_t left = status.st_size; left > 0;) {
+  journal_add("command", partition, 0, NULL, 0);
+  for (off_t done = 0; done < status.st_size;) {
+    const off_t left = status.st_size - done;
     const size_t size = left < (off_t)sizeof block ? (size_t)left : sizeof block;
     const ssize_t count = write(fd, block, size);
     if (count < 0) return -1;
-    left -= count;
+    journal_add("erase", partition, done, block, (size_t)count);
+    done += count;
   }
+  journal_add("done", partition, 0, NULL, 0);
   return 0;
 }
 
@@ -46,7 +51,7 @@ static int erase_partition(const struct served_file* partition, const char* fold
     fprintf(stderr, "mtd: cannot open %s (%s): %s\n", partition->path, place, strerror(errno));
     return 1;
   }
-  if (erase(fd) != 0 || close(fd) != 0) {
+  if (erase(fd, partition->partition) != 0 || close(fd) != 0) {
     fprintf(stderr, "mtd: cannot erase %s (%s): %s\n", partition->path, place, strerror(errno));
     return 1;
   }

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include "device.h"
+#include "journal.h"
 #include "served.h"
 
 #define EXPORT __attribute__((visibility("default")))
@@ -142,11 +143,19 @@ FORWARD(int, statx, (int dir, const char* path, int flags, unsigned mask, struct
 
 /* --- opening --- */
 
+static const char* open_verb(int flags) {
+  const int access_mode = flags & O_ACCMODE;
+  if (access_mode == O_RDWR) return "open-rw";
+  return access_mode == O_WRONLY ? "open-w" : "open-r";
+}
+
 static int open_at(int dir, const char* path, int flags, mode_t mode) {
   NEXT(int, openat, (int, const char*, int, ...));
   if (!is_partition(path)) return next(dir, served(path), flags, mode);
   const int fd = next(dir, served(path), device_open_flags(flags));
-  if (fd >= 0) device_mark(fd);
+  if (fd < 0) return fd;
+  device_mark(fd);
+  journal_add_device(open_verb(flags), fd, 0, NULL, 0);
   return fd;
 }
 
@@ -229,12 +238,43 @@ EXPORT FILE* fdopen(int fd, const char* mode) {
   return device_is(fd) ? device_stream(fd, mode) : next(fd, mode);
 }
 
+/* --- seeking and closing, for the journal --- */
+
+#define SEEK_FUNCTION(offset_type, name)                                          \
+  EXPORT offset_type name(int fd, offset_type offset, int whence) {               \
+    NEXT(offset_type, name, (int, offset_type, int));                             \
+    const offset_type position = next(fd, offset, whence);                        \
+    const bool moved = offset != 0 || whence != SEEK_CUR; /* else it only asks */ \
+    if (position >= 0 && moved && journal_is_kept() && device_is(fd))             \
+      journal_add_device("seek", fd, position, NULL, 0);                          \
+    return position;                                                              \
+  }
+
+SEEK_FUNCTION(off_t, lseek)
+#ifdef __GLIBC__
+SEEK_FUNCTION(off64_t, lseek64)
+#endif
+
+EXPORT int close(int fd) {
+  NEXT(int, close, (int));
+  if (journal_is_kept() && device_is(fd)) journal_add_device("close", fd, 0, NULL, 0);
+  return next(fd);
+}
+
 /* --- writing to descriptors --- */
+
+/* What a write to a device came to, after it went to `offset`. */
+static ssize_t written(int fd, int64_t offset, const void* bytes, ssize_t count) {
+  if (count > 0) journal_add_device("write", fd, offset, bytes, (size_t)count);
+  return count;
+}
 
 EXPORT ssize_t write(int fd, const void* bytes, size_t size) {
   NEXT(ssize_t, write, (int, const void*, size_t));
-  if (device_is(fd) && !device_clip_here(fd, &size)) return -1;
-  return next(fd, bytes, size);
+  if (!device_is(fd)) return next(fd, bytes, size);
+  if (!device_clip_here(fd, &size)) return -1;
+  const int64_t offset = lseek(fd, 0, SEEK_CUR);
+  return written(fd, offset, bytes, next(fd, bytes, size));
 }
 
 /* One part after the other; a device's end stops it within any of them. */
@@ -262,8 +302,9 @@ static ssize_t refuse_to_copy(void) {
 #define OFFSET_FUNCTIONS(offset_type, pwrite_name, sendfile_name, truncate_name, ftruncate_name) \
   EXPORT ssize_t pwrite_name(int fd, const void* bytes, size_t size, offset_type offset) {       \
     NEXT(ssize_t, pwrite_name, (int, const void*, size_t, offset_type));                         \
-    if (device_is(fd) && !device_clip(fd, offset, &size)) return -1;                             \
-    return next(fd, bytes, size, offset);                                                        \
+    if (!device_is(fd)) return next(fd, bytes, size, offset);                                    \
+    if (!device_clip(fd, offset, &size)) return -1;                                              \
+    return written(fd, offset, bytes, next(fd, bytes, size, offset));                            \
   }                                                                                              \
   EXPORT ssize_t sendfile_name(int out, int in, offset_type* offset, size_t size) {              \
     NEXT(ssize_t, sendfile_name, (int, int, offset_type*, size_t));                              \
