@@ -142,7 +142,7 @@ class ShellTerminal : public Command {
     argv.push_back(nullptr);
     winsize size = {50, 200, 0, 0};
     pid_ = forkpty(&terminal_, nullptr, nullptr, &size);
-    ASSERT_GE(pid_, 0);
+    if (pid_ < 0) GTEST_SKIP() << "there are no pseudo-terminals here";
     if (pid_ == 0) {
       setenv("TERM", "dumb", 1);
       setenv("LC_ALL", "C.UTF-8", 1);
