@@ -12,14 +12,6 @@
 namespace mibctl {
 namespace {
 
-Entry* add_saved(Entry& above, const std::string& name, uint32_t type, const char* defval,
-                 Save save = Save::modified) {
-  Entry* const entry = add_parameter(above, name, type);
-  entry->save = save;
-  if (defval) entry->defval = defval;
-  return entry;
-}
-
 Model make_box() {
   Model model = make_model();
   Entry& root = *model.root;

@@ -41,6 +41,15 @@ inline Entry* add_parameter(Entry& above, const std::string& name,
   return parameter;
 }
 
+// A parameter that documents keep; null: without a default.
+inline Entry* add_saved(Entry& above, const std::string& name, uint32_t type, const char* defval,
+                        Save save = Save::modified) {
+  Entry* const entry = add_parameter(above, name, type);
+  entry->save = save;
+  if (defval) entry->defval = defval;
+  return entry;
+}
+
 // A model of a root object alone.
 inline Model make_model(const std::string& root = "Gw.") {
   Model model;

@@ -31,6 +31,19 @@ TEST(ParseNumber, TakesWholeNumbersWithinTheBounds) {
     EXPECT_FALSE(parse_number(text, -1, 12)) << text;
 }
 
+TEST(IsIdentifier, TakesLettersDigitsAndUnderscoresWithNoDigitFirst) {
+  for (const char* text : {"a", "_", "A9_z"}) EXPECT_TRUE(is_identifier(text)) << text;
+  for (const char* text : {"", "9a", "a-b", "a b", "\xC3\xA9"})
+    EXPECT_FALSE(is_identifier(text)) << text;
+}
+
+TEST(IsSegment, TakesHyphensBehindItsStartAndAtMost256Bytes) {
+  EXPECT_TRUE(is_segment("X_00005E-a"));
+  EXPECT_TRUE(is_segment(std::string(256, 'a')));
+  EXPECT_FALSE(is_segment(std::string(257, 'a')));
+  for (const char* text : {"", "-a", "9a", "a.b", "{i}"}) EXPECT_FALSE(is_segment(text)) << text;
+}
+
 TEST(Matches, OneStarStopsAtDots) {
   EXPECT_TRUE(matches("A.*", "A.B"));
   EXPECT_FALSE(matches("A.*", "A.B."));

@@ -14,14 +14,6 @@ namespace {
 
 constexpr char kHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
-Entry* add_saved(Entry& above, const std::string& name, uint32_t type, const char* defval,
-                 Save save = Save::modified) {
-  Entry* const entry = add_parameter(above, name, type);
-  entry->save = save;
-  if (defval) entry->defval = defval;
-  return entry;
-}
-
 // A model with each type once, and a table in a table.
 Model make_box() {
   Model model = make_model();

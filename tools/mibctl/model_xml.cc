@@ -15,20 +15,10 @@ namespace mibctl {
 namespace {
 
 constexpr size_t kMaxEntries = 20'000;  // of a model before a subset is chosen
-constexpr size_t kMaxSegment = 256;
-constexpr size_t kMaxComponents = 64;  // components that use each other
+constexpr size_t kMaxComponents = 64;   // components that use each other
 constexpr std::string_view kPlaceholder = "{i}.";
 
 // --- names ---
-
-bool is_letter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
-bool is_name_character(char c) { return is_letter(c) || (c >= '0' && c <= '9') || c == '-'; }
-
-// A parameter's name, or an object's without its dot.
-bool is_segment(std::string_view name) {
-  return !name.empty() && name.size() <= kMaxSegment && is_letter(name[0]) &&
-         std::all_of(name.begin(), name.end(), is_name_character);
-}
 
 // Takes "Name." or "Name.{i}." off the front of a path; "" when it begins with neither.
 std::string_view take_object(std::string_view& path) {

@@ -67,27 +67,10 @@ constexpr uint64_t kMaxOverlay = 1 << 20;
 // both.
 constexpr long kMaxDots = 64;
 
-constexpr size_t kMaxSegment = 256;
-
 using Change = std::function<void(Entry&)>;
 
 std::string range_text(int64_t min, int64_t max) {
   return std::to_string(min) + " to " + std::to_string(max);
-}
-
-bool is_identifier(std::string_view text) {
-  const auto letter = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-  };
-  const auto more = [&](char c) { return letter(c) || (c >= '0' && c <= '9'); };
-  return !text.empty() && letter(text[0]) && std::all_of(text.begin(), text.end(), more);
-}
-
-// A segment of a path without its dot.
-bool is_segment(std::string_view text) {
-  std::string plain(text);
-  std::replace(plain.begin(), plain.end(), '-', '_');
-  return is_identifier(plain) && text[0] != '-' && text.size() <= kMaxSegment;
 }
 
 // Words that C or C++ keeps for itself: no function can be named so in a header for both.

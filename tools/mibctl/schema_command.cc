@@ -1,7 +1,6 @@
 // The verbs of the schema compiler.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -101,12 +100,7 @@ void write_all(const Model& model, const Lock& stored, const Lock& lock,
 
 // What may name files, constants and functions.
 std::string check_prefix(const std::string& name) {
-  const auto is_word = [](char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
-  };
-  const bool good = std::all_of(name.begin(), name.end(), is_word) && !name.empty() &&
-                    !std::isdigit(static_cast<unsigned char>(name[0]));
-  return good ? "" : "not a name for C: letters, digits and underscores";
+  return is_identifier(name) ? "" : "not a name for C: letters, digits and underscores";
 }
 
 void compile(const Options& options, const Arguments& arguments) {

@@ -26,6 +26,21 @@ std::string counted(uint64_t number, const std::string& one) {
   return grouped(number) + " " + one + (number == 1 ? "" : "s");
 }
 
+namespace {
+bool is_letter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
+bool is_word(char c) { return is_letter(c) || (c >= '0' && c <= '9'); }
+}  // namespace
+
+bool is_identifier(std::string_view text) {
+  return !text.empty() && is_letter(text[0]) && std::all_of(text.begin(), text.end(), is_word);
+}
+
+bool is_segment(std::string_view text) {
+  constexpr size_t longest = 256;
+  return !text.empty() && text.size() <= longest && is_letter(text[0]) &&
+         std::all_of(text.begin(), text.end(), [](char c) { return is_word(c) || c == '-'; });
+}
+
 std::optional<int64_t> parse_number(std::string_view text, int64_t lowest, int64_t highest) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   int64_t number = 0;

@@ -17,6 +17,12 @@ std::string counted(uint64_t number, const std::string& one);
 // A whole decimal number (a sign allowed) within the bounds; nothing else around it.
 std::optional<int64_t> parse_number(std::string_view text, int64_t lowest, int64_t highest);
 
+// A name for C: letters, digits and underscores, no digit first.
+bool is_identifier(std::string_view text);
+// A parameter's name, or an object's without its dot: such a name, "-" allowed behind its start, of
+// at most 256 bytes.
+bool is_segment(std::string_view text);
+
 // Pattern over full names: "?" one character and "*" any number of characters, neither a dot; "**"
 // any characters; everything else itself. So "A.*" are A's parameters and "A.**" all below A.
 bool matches(std::string_view pattern, std::string_view name);
