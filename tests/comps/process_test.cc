@@ -25,8 +25,10 @@
 #include <utility>
 #include <vector>
 
-#include "heap.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -5,9 +5,11 @@
 #include <string>
 
 #include "config_fixture.hh"
-#include "flash.hh"
-#include "heap.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/flash.hh"
+#include "qmibtree_testkit/heap.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -16,11 +16,13 @@
 #include <string>
 #include <system_error>
 
-#include "flash.hh"
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/flash.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 inline constexpr char kMainDevice[] = "/dev/nvram";
 inline constexpr char kBackupDevice[] = "/dev/nvrambak";

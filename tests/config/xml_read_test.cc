@@ -5,11 +5,13 @@
 #include <vector>
 
 #include "config_fixture.hh"
-#include "flash.hh"
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/flash.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -14,10 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/checker.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 
@@ -898,6 +901,7 @@ TEST_P(Random, TheTreeDoesWhatItsModelDoes) {
     ASSERT_NO_FATAL_FAILURE(compare_effects());
     ASSERT_EQ(live_blocks() - model.blocks(), overhead);
     if (number % 32 == 0) {
+      ASSERT_EQ(problems_of(tree.inst, Events::kMayBeGone), std::vector<std::string>());
       ASSERT_NO_FATAL_FAILURE(compare_indexes());
       ASSERT_NO_FATAL_FAILURE(compare_listings());
     }

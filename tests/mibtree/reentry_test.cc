@@ -1,10 +1,12 @@
 // What hosts may do to the tree from inside its hooks and callback.
 #include <gtest/gtest.h>
 
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -6,9 +6,11 @@
 #include <ctime>
 #include <string>
 
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

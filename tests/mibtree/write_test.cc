@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
-#include "host.hh"
 #include "qmibtree.h"
-#include "schema.hh"
+#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/host.hh"
+#include "qmibtree_testkit/schema.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
+
+using namespace qmibtree_testkit;
 
 #if !defined(__has_feature)
 #define __has_feature(feature) 0

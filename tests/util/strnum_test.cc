@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -12,12 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "heap.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/heap.hh"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
 #endif
+
+using namespace qmibtree_testkit;
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The host's side of the interface: records what the library tells it.
-#ifndef TESTS_SUPPORT_HOST_HH
-#define TESTS_SUPPORT_HOST_HH
+#ifndef QMIBTREE_TESTKIT_HOST_HH
+#define QMIBTREE_TESTKIT_HOST_HH
 
 #include <functional>
 #include <string>
@@ -8,7 +8,10 @@
 
 #include "qmibtree.h"
 
-// A call of mibtree_changed_callback2, which the support library defines for all tests.
+namespace qmibtree_testkit {
+
+// A call of mibtree_changed_callback2. The kit defines it, weakly: a program with a callback of its
+// own keeps that, and may call record_change from it.
 struct Change {
   qmibtree_inst_t* inst;
   qmibtree_node* node;
@@ -22,6 +25,9 @@ std::vector<Change>& changes();
 
 // Runs inside each call, after it was recorded; its result is the callback's. Null: result 0.
 std::function<uint32_t(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t*)>& on_change();
+
+// What the kit's mibtree_changed_callback2 does.
+uint32_t record_change(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value);
 
 // A value as text, by its type's to_buff; "" for a value without one.
 std::string text_of(const qmibtree_value_t& value);
@@ -45,5 +51,7 @@ std::string document_of(qmibtree_inst_t* inst);
 
 // Loads a document given as text; the load's result.
 uint32_t load_document(qmibtree_inst_t* inst, const std::string& text, uint32_t flags = 0);
+
+}  // namespace qmibtree_testkit
 
 #endif

@@ -1,11 +1,13 @@
-// The library's allocator under test control: every qmalloc and qfree of the library and of
-// the tests passes here (the test programs link with --wrap=qmalloc,--wrap=qfree).
-#ifndef TESTS_SUPPORT_HEAP_HH
-#define TESTS_SUPPORT_HEAP_HH
+// The library's allocator under test control: every qmalloc and qfree of the library and of the
+// program passes here (--wrap=qmalloc,--wrap=qfree, which linking the kit brings along).
+#ifndef QMIBTREE_TESTKIT_HEAP_HH
+#define QMIBTREE_TESTKIT_HEAP_HH
 
 #include <cstddef>
 #include <string>
 #include <vector>
+
+namespace qmibtree_testkit {
 
 // Blocks from qmalloc that are not freed yet.
 int live_blocks();
@@ -23,7 +25,9 @@ void fail_allocations_after(int n);
 // Takes an injected failure back. True when it had struck.
 bool allocations_work();
 
-// The tags of the blocks allocated since the last call, in order.
+// The tags of the blocks allocated since the last call, in order; the first call starts the list.
 std::vector<std::string> allocation_tags();
+
+}  // namespace qmibtree_testkit
 
 #endif

@@ -1,4 +1,4 @@
-#include "flash.hh"
+#include "qmibtree_testkit/flash.hh"
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+namespace qmibtree_testkit {
 namespace {
 
 constexpr size_t kPartitionSize = 65536;
@@ -77,3 +78,5 @@ std::string upgrade_of(const std::string& payload) {
   for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(length >> shift);
   return bytes + payload + std::string(4, '\0');
 }
+
+}  // namespace qmibtree_testkit

@@ -5,13 +5,15 @@
 //   schema.add(1, "Name", QMIBTREE_TYPE_STRING, QMIBTREE_UID_SAVE, "none").max_len = 8;
 //   Tree tree(schema);
 //   qmibtree_read(tree.inst, "A.Name", ...);
-#ifndef TESTS_SUPPORT_SCHEMA_HH
-#define TESTS_SUPPORT_SCHEMA_HH
+#ifndef QMIBTREE_TESTKIT_SCHEMA_HH
+#define QMIBTREE_TESTKIT_SCHEMA_HH
 
 #include <cstdint>
 #include <memory>
 
 #include "qmibtree.h"
+
+namespace qmibtree_testkit {
 
 class Schema {
  public:
@@ -53,5 +55,7 @@ class Tree {
 
   qmibtree_inst_t* inst;
 };
+
+}  // namespace qmibtree_testkit
 
 #endif

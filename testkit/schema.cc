@@ -1,6 +1,8 @@
-#include "schema.hh"
+#include "qmibtree_testkit/schema.hh"
 
 #include <cstdlib>
+
+namespace qmibtree_testkit {
 
 void Schema::free_block::operator()(qmibtree_schema_t* block) const { std::free(block); }
 
@@ -40,3 +42,5 @@ void Tree::destroy() {
   if (inst) qmibtree_destroy(inst);
   inst = nullptr;
 }
+
+}  // namespace qmibtree_testkit

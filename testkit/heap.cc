@@ -1,14 +1,16 @@
-#include "heap.hh"
+#include "qmibtree_testkit/heap.hh"
 
 #include <set>
 
 #include "qmibtree.h"
 
+namespace qmibtree_testkit {
 namespace {
 
 struct heap_state {
   std::set<void*> live;
   std::vector<std::string> tags;
+  bool keeps_tags = false;
   long made = 0;
   int until_failure = -1;  // allocations to go before the injected failure; -1: none is due
   bool keeps_failing = false;
@@ -33,34 +35,6 @@ bool failure_is_due() {
 }
 
 }  // namespace
-
-extern "C" {
-
-void* __real_qmalloc(size_t size, const char* tag);
-void __real_qfree(void* block);
-void* __wrap_qmalloc(size_t size, const char* tag);
-void __wrap_qfree(void* block);
-
-void* __wrap_qmalloc(size_t size, const char* tag) {
-  heap_state& heap = state();
-  if (size != 0) {
-    ++heap.made;
-    if (failure_is_due()) return nullptr;
-  }
-  void* const block = __real_qmalloc(size, tag);
-  if (block) {
-    heap.live.insert(block);
-    heap.tags.emplace_back(tag);
-  }
-  return block;
-}
-
-void __wrap_qfree(void* block) {
-  state().live.erase(block);
-  __real_qfree(block);
-}
-
-}  // extern "C"
 
 int live_blocks() { return static_cast<int>(state().live.size()); }
 
@@ -88,5 +62,36 @@ bool allocations_work() {
 std::vector<std::string> allocation_tags() {
   std::vector<std::string> tags;
   tags.swap(state().tags);
+  state().keeps_tags = true;
   return tags;
 }
+
+extern "C" {
+
+void* __real_qmalloc(size_t size, const char* tag);
+void __real_qfree(void* block);
+void* __wrap_qmalloc(size_t size, const char* tag);
+void __wrap_qfree(void* block);
+
+void* __wrap_qmalloc(size_t size, const char* tag) {
+  heap_state& heap = state();
+  if (size != 0) {
+    ++heap.made;
+    if (failure_is_due()) return nullptr;
+  }
+  void* const block = __real_qmalloc(size, tag);
+  if (block) {
+    heap.live.insert(block);
+    if (heap.keeps_tags) heap.tags.emplace_back(tag);
+  }
+  return block;
+}
+
+void __wrap_qfree(void* block) {
+  state().live.erase(block);
+  __real_qfree(block);
+}
+
+}  // extern "C"
+
+}  // namespace qmibtree_testkit

@@ -1,4 +1,6 @@
-#include "host.hh"
+#include "qmibtree_testkit/host.hh"
+
+namespace qmibtree_testkit {
 
 std::vector<Change>& changes() {
   static auto* const calls = new std::vector<Change>;
@@ -11,8 +13,7 @@ std::function<uint32_t(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t*)>& on
   return *hook;
 }
 
-extern "C" uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
-                                              qmibtree_value_t* value) {
+uint32_t record_change(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
   changes().push_back({inst, node, node->fullName, *value, text_of(node->value)});
   return on_change() ? on_change()(inst, node, value) : 0;
 }
@@ -95,4 +96,13 @@ uint32_t load_document(qmibtree_inst_t* inst, const std::string& text, uint32_t 
   qmibtree_buff_t buff = {copy.data(), copy.data(), static_cast<uint32_t>(copy.size() + 1),
                           static_cast<uint32_t>(copy.size())};
   return qmibtree_xml_load(inst, &buff, flags);
+}
+
+}  // namespace qmibtree_testkit
+
+// Weak: a host whose own callback is linked in keeps it.
+extern "C" __attribute__((weak)) uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst,
+                                                                    qmibtree_node* node,
+                                                                    qmibtree_value_t* value) {
+  return qmibtree_testkit::record_change(inst, node, value);
 }

@@ -1,10 +1,12 @@
 // The flash stand-in's folder, as the tests of the store see it: they run under tools/flashsim,
 // which serves the fixed device and file paths from the folder named by FLASHSIM_DIR.
-#ifndef TESTS_SUPPORT_FLASH_HH
-#define TESTS_SUPPORT_FLASH_HH
+#ifndef QMIBTREE_TESTKIT_FLASH_HH
+#define QMIBTREE_TESTKIT_FLASH_HH
 
 #include <cstdint>
 #include <string>
+
+namespace qmibtree_testkit {
 
 // Files of the stand-in's folder, for flash_read and flash_write.
 inline constexpr char kMain[] = "nvram";
@@ -39,5 +41,7 @@ std::string flash_text(const std::string& file);
 
 // An upgrade file's bytes around a payload.
 std::string upgrade_of(const std::string& payload);
+
+}  // namespace qmibtree_testkit
 
 #endif
