@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -540,6 +541,402 @@ TEST_F(FlashsimJournal, WearIsOfAJournalOnly) {
   EXPECT_EQ(flashsim({"wear", "none"}).output, "flashsim: none: cannot be read\n");
 }
 
+// --- faults ---
+
+class FlashsimFaults : public Flashsim {
+ protected:
+  void SetUp() override {
+    Flashsim::SetUp();
+    make_device(std::string(16, '.'));
+    spill(at("nvrambak"), std::string(16, ','));
+  }
+
+  // Options, "--", and the probe's operations.
+  outcome run(words arguments) const {
+    const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
+    arguments.insert(dashes + 1, FLASHSIM_PROBE_PATH);
+    arguments.insert(arguments.begin(), {"--dir", "flash"});
+    return flashsim(arguments);
+  }
+
+  std::string output(const words& arguments) const { return run(arguments).output; }
+  std::string main() const { return slurp(at("nvram")); }
+  std::string backup() const { return slurp(at("nvrambak")); }
+};
+
+TEST_F(FlashsimFaults, CutEndsTheRunBeforeTheStepOrAfterBytesOfIt) {
+  const words seven_steps = {"open", "/dev/nvram", "w", "lseek", "2",     "write", "x",
+                             "3",    "write",      "y", "2",     "close", "open",  "/dev/nvrambak",
+                             "w",    "write",      "z", "4"};
+  const struct {
+    const char* cut;
+    std::string main;
+    std::string backup;
+  } cases[] = {
+      {"1", "................", ",,,,"},         {"3", "................", ",,,,"},
+      {"step:3:1", "..x.............", ",,,,"},  {"3:3", "..xxx...........", ",,,,"},
+      {"3:99", "..xxx...........", ",,,,"},      {"write:2", "..xxx...........", ",,,,"},
+      {"write:3:2", "..xxxyy.........", "zz,,"}, {"seek:1", "................", ",,,,"},
+      {"close:1", "..xxxyy.........", ",,,,"},   {"open:2", "..xxxyy.........", ",,,,"},
+      {"byte:1", "................", ",,,,"},    {"byte:5", "..xxxy..........", ",,,,"},
+      {"byte:7", "..xxxyy.........", "z,,,"},
+  };
+  for (const auto& one : cases) {
+    spill(at("nvram"), std::string(16, '.'));
+    spill(at("nvrambak"), ",,,,");
+    words arguments = {"--cut", one.cut, "--"};
+    arguments.insert(arguments.end(), seven_steps.begin(), seven_steps.end());
+    EXPECT_EQ(run(arguments).status, 125) << one.cut;
+    EXPECT_EQ(main(), one.main) << one.cut;
+    EXPECT_EQ(backup(), one.backup) << one.cut;
+  }
+}
+
+TEST_F(FlashsimFaults, CutThatIsNeverMetChangesNothing) {
+  const outcome result =
+      run({"--cut", "8", "--", "open", "/dev/nvram", "w", "write", "x", "16", "exit", "3"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(main(), std::string(16, 'x'));
+}
+
+TEST_F(FlashsimFaults, CutInAnEraseStopsTheCommandAndTheProgramThatRunsIt) {
+  const outcome result = run({"--cut", "erase:1:5", "--", "system", "mtd erase NVRAM", "open",
+                              "/dev/nvrambak", "w", "write", "x", "1"});
+  EXPECT_EQ(result.status, 125);
+  EXPECT_EQ(main(), erased(5) + std::string(11, '.'));
+  EXPECT_EQ(backup(), std::string(16, ','));
+}
+
+TEST_F(FlashsimFaults, CutIsCountedOverAllCommandsOfTheRun) {
+  EXPECT_EQ(
+      run({"--cut", "command:2", "--", "system", "mtd erase NVRAM; mtd erase NVRAMBAK"}).status,
+      125);
+  EXPECT_EQ(main(), erased(16));
+  EXPECT_EQ(backup(), std::string(16, ','));
+  EXPECT_EQ(run({"--cut", "done:1", "--", "system", "mtd erase NVRAMBAK"}).status, 125);
+  EXPECT_EQ(backup(), erased(16));
+}
+
+TEST_F(FlashsimFaults, CutLetsNothingGoOn) {
+  const std::string open = FLASHSIM_PROBE_PATH " open /dev/nvram w";
+  const std::string erase = "mtd erase NVRAM";
+  for (const auto& [options, last] :
+       {std::pair{words{"--cut", "open:1"}, open},
+        std::pair{words{"--cut", "close:1"}, open + " close"},
+        std::pair{words{"--cut", "write:1"}, open + " write x 1"},
+        std::pair{words{"--cut", "command:1"}, erase}, std::pair{words{"--cut", "done:1"}, erase},
+        std::pair{words{"--tear", "erase:1:9", "--cut", "erase:1:5"}, erase}}) {
+    words arguments = {"--dir", "flash"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), {"--", "/bin/sh", "-c", last + "; printf y >late"});
+    EXPECT_EQ(flashsim(arguments).status, 125) << last;
+    EXPECT_EQ(slurp(work_ / "late"), "(missing)") << last;
+  }
+}
+
+TEST_F(FlashsimFaults, CutReachesAProgramThatLeftTheGroup) {
+  const std::string other = FLASHSIM_PROBE_PATH " open /dev/nvram w write x 1; printf y >late";
+  const outcome result = flashsim({"--dir", "flash", "--cut", "write:1", "--", "/bin/sh", "-c",
+                                   "setsid -w sh -c '" + other + "'; printf y >late"});
+  EXPECT_EQ(result.status, 125);
+  EXPECT_EQ(main(), std::string(16, '.'));
+  EXPECT_EQ(slurp(work_ / "late"), "(missing)");
+}
+
+TEST_F(FlashsimFaults, JournalOfACutRunEndsWithTheBytesThatMadeIt) {
+  run({"--journal", "steps", "--cut", "write:1:2", "--", "open", "/dev/nvram", "w", "write", "x",
+       "9"});
+  EXPECT_EQ(slurp(work_ / "steps"), "open-w NVRAM 0 0\nwrite NVRAM 0 2\nxx");
+}
+
+TEST_F(FlashsimFaults, TornWriteIsShortAndWhatGoesOnFromThereFails) {
+  EXPECT_EQ(output({"--tear", "write:2:3", "--", "open", "/dev/nvram", "w", "write", "x", "2",
+                    "write", "y", "5", "write", "z", "2", "write", "a", "1"}),
+            "open=0\nwrite=2\nwrite=3\nwrite=-1 (Input/output error)\nwrite=1\n");
+  EXPECT_EQ(main(), "xxyyya..........");
+}
+
+TEST_F(FlashsimFaults, WriteElsewhereAfterATornOneSucceeds) {
+  EXPECT_EQ(output({"--tear", "write:1:2", "--", "open", "/dev/nvram", "w", "write", "x", "3",
+                    "pwrite", "y", "1", "9"}),
+            "open=0\nwrite=2\npwrite=1\n");
+}
+
+TEST_F(FlashsimFaults, TornBehindItsLastByteIsWhole) {
+  EXPECT_EQ(output({"--tear", "write:1:3", "--", "open", "/dev/nvram", "w", "write", "x", "3",
+                    "write", "y", "1"}),
+            "open=0\nwrite=3\nwrite=1\n");
+}
+
+TEST_F(FlashsimFaults, TornBeforeItsFirstByteFailsAtOnce) {
+  EXPECT_EQ(output({"--tear", "write:1", "--", "open", "/dev/nvram", "w", "write", "x", "2",
+                    "write", "y", "1", "pwrite", "z", "1", "9"}),
+            "open=0\nwrite=-1 (Input/output error)\nwrite=1\npwrite=1\n");
+  EXPECT_EQ(main(), "y........z......");
+}
+
+TEST_F(FlashsimFaults, TornByteIsCountedOverAllWrites) {
+  EXPECT_EQ(output({"--tear", "byte:4", "--", "open", "/dev/nvram", "w", "write", "x", "2", "write",
+                    "y", "5"}),
+            "open=0\nwrite=2\nwrite=1\n");
+  EXPECT_EQ(main(), "xxy.............");
+}
+
+TEST_F(FlashsimFaults, TornStreamTellsWhenItIsFlushed) {
+  EXPECT_EQ(output({"--tear", "step:2:1", "--", "fopen", "/dev/nvram", "w", "fwrite", "x", "3",
+                    "fclose"}),
+            "fopen=0\nfwrite=3\nfclose=-1 (Input/output error)\n");
+  EXPECT_EQ(main(), "x...............");
+}
+
+TEST_F(FlashsimFaults, TornEraseFailsHalfDone) {
+  EXPECT_EQ(output({"--tear", "erase:1:6", "--", "system", "mtd erase NVRAM", "system",
+                    "mtd erase NVRAMBAK"}),
+            "mtd: cannot erase /dev/nvram (" + at("nvram").string() +
+                "): Input/output error\nsystem=1\nsystem=0\n");
+  EXPECT_EQ(main(), erased(6) + std::string(10, '.'));
+  EXPECT_EQ(backup(), erased(16));
+}
+
+TEST_F(FlashsimFaults, FlippedBitsAreFlippedOnceBeforeTheStart) {
+  EXPECT_EQ(output({"--bits", "nvram:1:0x03=flip", "--", "open", "/dev/nvram", "+", "read", "3",
+                    "lseek", "0", "write", "x", "3"}),
+            "open=0\nread=3 2e*1 2d*1 2e*1\nlseek=0\nwrite=3\n");
+  EXPECT_EQ(main(), "xxx.............");
+  EXPECT_EQ(backup(), std::string(16, ','));
+}
+
+TEST_F(FlashsimFaults, StuckBitsStayWhateverIsWrittenOrErased) {
+  EXPECT_EQ(output({"--bits",
+                    "nvrambak:2:1=1",
+                    "--bits",
+                    "NVRAMBAK:3:0x80=0",
+                    "--bits",
+                    "nvrambak:1:0x0f=0",
+                    "--",
+                    "open",
+                    "/dev/nvrambak",
+                    "+",
+                    "read",
+                    "4",
+                    "pwrite",
+                    "p",
+                    "2",
+                    "2",
+                    "system",
+                    "mtd erase NVRAMBAK",
+                    "lseek",
+                    "0",
+                    "read",
+                    "5"}),
+            "open=0\nread=4 2c*1 20*1 2d*1 2c*1\npwrite=2\nsystem=0\nlseek=0\n"
+            "read=5 ff*1 f0*1 ff*1 7f*1 ff*1\n");
+  EXPECT_EQ(backup(), "\xff\xf0\xff\x7f" + erased(12));
+}
+
+TEST_F(FlashsimFaults, StuckBitsAreOfTheirPartitionOnly) {
+  run({"--bits", "nvram:1:1=1", "--", "open", "/dev/nvrambak", "w", "write", "b", "3"});
+  EXPECT_EQ(backup(), "bbb" + std::string(13, ','));
+}
+
+TEST_F(FlashsimFaults, StuckBitsAreInTheJournal) {
+  run({"--journal", "steps", "--bits", "nvram:1:1=1", "--", "open", "/dev/nvram", "w", "write", "b",
+       "3"});
+  EXPECT_EQ(slurp(work_ / "steps"), "open-w NVRAM 0 0\nwrite NVRAM 0 3\nbcb");
+}
+
+TEST_F(FlashsimFaults, BitsBeyondThePartitionStartNothing) {
+  const outcome result = run({"--bits", "nvram:16:1=1", "--", "exit", "0"});
+  EXPECT_EQ(result.status, 127);
+  EXPECT_EQ(result.output, "flashsim: cannot set bits of '" + at("nvram").string() +
+                               "': Numerical result out of range\n");
+}
+
+TEST_F(FlashsimFaults, NthOpeningFailsWithTheErrorNamed) {
+  const words opens = {"open", "/dev/nvram", "r",    "close",         "fopen", "/tmp/tobixopen",
+                       "w",    "fclose",     "open", "/dev/nvrambak", "w"};
+  const std::pair<const char*, std::string> cases[] = {
+      {"1", "open=-1 (Input/output error)\n"},
+      {"2:ENOSPC", "open=0\nclose=0\nfopen=-1 (No space left on device)\n"},
+      {"3:ENODEV", "open=0\nclose=0\nfopen=0\nfclose=0\nopen=-1 (No such device)\n"},
+      {"4", "open=0\nclose=0\nfopen=0\nfclose=0\nopen=0\n"}};
+  for (const auto& [fault, expected] : cases) {
+    words arguments = {"--fail-open", fault, "--"};
+    arguments.insert(arguments.end(), opens.begin(), opens.end());
+    EXPECT_EQ(output(arguments), expected);
+  }
+}
+
+TEST_F(FlashsimFaults, OpeningBehindTheOneThatFailsSucceeds) {
+  EXPECT_EQ(output({"--fail-open", "1", "--", "system", "cat /dev/nvram 2>/dev/null", "open",
+                    "/dev/nvram", "r"}),
+            "system=1\nopen=0\n");
+}
+
+TEST_F(FlashsimFaults, LeastOfSeveralLimitsHolds) {
+  EXPECT_EQ(output({"--short-reads", "3", "--short-reads", "5", "--", "open", "/dev/nvram", "r",
+                    "read", "9"}),
+            "open=0\nread=3 2e*3\n");
+}
+
+TEST_F(FlashsimFaults, ReadsAndWritesAreShort) {
+  EXPECT_EQ(
+      output({"--short-reads", "3", "--short-writes", "2", "--",     "open",   "/dev/nvram", "+",
+              "read",          "9", "write",          "x", "9",      "writev", "y",          "6",
+              "lseek",         "0", "read",           "9", "pwrite", "z",      "9",          "8"}),
+      "open=0\nread=3 2e*3\nwrite=2\nwritev=2\nlseek=0\nread=3 2e*3\npwrite=2\n");
+  EXPECT_EQ(main(), "...xxyy.zz......");
+}
+
+TEST_F(FlashsimFaults, StreamsGoOnAfterShortReadsAndWrites) {
+  spill(at("default-conf.xml"), "0123456789");
+  EXPECT_EQ(output({"--short-reads",
+                    "3",
+                    "--short-writes",
+                    "2",
+                    "--",
+                    "fopen",
+                    "/dev/nvram",
+                    "w",
+                    "fwrite",
+                    "x",
+                    "9",
+                    "fclose",
+                    "fopen",
+                    "/dev/nvram",
+                    "r",
+                    "fread",
+                    "16",
+                    "fopen",
+                    "/etc/igd/default-conf.xml",
+                    "r",
+                    "fread",
+                    "20"}),
+            "fopen=0\nfwrite=9\nfclose=0\nfopen=0\nfread=16 78*9 2e*7\nfopen=0\n"
+            "fread=10 30*1 31*1 32*1 33*1 34*1 35*1 36*1 37*1 38*1 39*1\n");
+}
+
+TEST_F(FlashsimFaults, DeviceEndsBeforeItsFile) {
+  EXPECT_EQ(output({"--device-size",
+                    "nvram:5",
+                    "--",
+                    "open",
+                    "/dev/nvram",
+                    "+",
+                    "read",
+                    "9",
+                    "read",
+                    "9",
+                    "lseek_end",
+                    "write",
+                    "x",
+                    "1",
+                    "pwrite",
+                    "y",
+                    "9",
+                    "3",
+                    "fopen",
+                    "/dev/nvram",
+                    "r",
+                    "fseek_end",
+                    "ftell",
+                    "system",
+                    "mtd erase NVRAM"}),
+            "open=0\nread=5 2e*5\nread=0\nlseek_end=5\nwrite=-1 (No space left on device)\n"
+            "pwrite=2\nfopen=0\nfseek_end=0\nftell=5\nsystem=0\n");
+  EXPECT_EQ(main(), erased(5) + std::string(11, '.'));
+}
+
+TEST_F(FlashsimFaults, FilesOfTmpShareTheRoomThatIsLeft) {
+  EXPECT_EQ(output({"--tmp-size",
+                    "5",
+                    "--",
+                    "fopen",
+                    "/tmp/tobixopen",
+                    "w",
+                    "fwrite",
+                    "x",
+                    "3",
+                    "fclose",
+                    "open",
+                    "/tmp/temp_config_for_download",
+                    "wc",
+                    "write",
+                    "y",
+                    "9",
+                    "write",
+                    "y",
+                    "9",
+                    "unlink",
+                    "/tmp/tobixopen",
+                    "write",
+                    "z",
+                    "9"}),
+            "fopen=0\nfwrite=3\nfclose=0\nopen=0\nwrite=2\nwrite=-1 (No space left on device)\n"
+            "unlink=0\nwrite=3\n");
+  EXPECT_EQ(slurp(at("temp_config_for_download")), "yyzzz");
+}
+
+TEST_F(FlashsimFaults, FileOfTmpThatIsAppendedToCountsWhatItHolds) {
+  spill(at("tobixopen"), "abc");
+  EXPECT_EQ(output({"--tmp-size", "4", "--", "open", "/tmp/tobixopen", "wa", "write", "x", "9"}),
+            "open=0\nwrite=1\n");
+  EXPECT_EQ(slurp(at("tobixopen")), "abcx");
+}
+
+TEST_F(FlashsimFaults, StatusIsTheProgramsOrItsSignals) {
+  EXPECT_EQ(run({"--short-reads", "1", "--", "exit", "42"}).status, 42);
+  EXPECT_EQ(run({"--short-reads", "1", "--", "system", "kill -15 $PPID"}).status, 128 + 15);
+  EXPECT_EQ(flashsim({"--dir", "flash", "--short-reads", "1", "--", "./none"}).status, 127);
+}
+
+TEST_F(FlashsimFaults, SignalToFlashsimReachesTheProgram) {
+  const outcome result =
+      flashsim({"--dir", "flash", "--short-reads", "1", "--", "/bin/sh", "-c",
+                "trap 'exit 7' TERM; "
+                "kill -15 $(cut -d' ' -f4 /proc/$$/stat); sleep 9 >/dev/null 2>&1 & wait"});
+  EXPECT_EQ(result.status, 7);
+}
+
+TEST_F(FlashsimFaults, NothingIsLeftOfThemBehindTheRun) {
+  fs::create_directory(work_ / "temporary");
+  setenv("TMPDIR", (work_ / "temporary").c_str(), 1);
+  run({"--cut", "1", "--", "open", "/dev/nvram", "r"});
+  unsetenv("TMPDIR");
+  EXPECT_TRUE(fs::is_empty(work_ / "temporary"));
+  EXPECT_EQ(probe({"open", "/dev/nvram", "w", "write", "x", "16"}), "open=0\nwrite=16\n");
+}
+
+TEST_F(FlashsimFaults, AreNotThoseOfAFlashsimWithin) {
+  const outcome result =
+      flashsim({"--dir", "flash", "--fail-open", "1", "--", FLASHSIM_PATH, "--dir", "flash", "--",
+                FLASHSIM_PROBE_PATH, "open", "/dev/nvram", "r"});
+  EXPECT_EQ(result.output, "open=0\n");
+}
+
+TEST_F(FlashsimFaults, WrongValuesAreRefusedWithTheForm) {
+  for (const auto& [option, values] :
+       {std::pair{"--cut",
+                  words{"", "0", "x", "byte:3:1", "seek:1:1", "1:", "1:2:3", "page:1", "write",
+                        "1 ", "18446744073709551616", std::string(64, '0') + "1"}},
+        std::pair{"--tear", words{"open:1", "done:1", "byte:0", "write:1:x"}},
+        std::pair{"--bits", words{"nvram", "nvram:1:0=1", "nvram:1:256=1", "nvram:1:1=2",
+                                  "flash:1:1=1", "nvram:1:1"}},
+        std::pair{"--fail-open", words{"0", "1:", "1:EWHATEVER", "1:EIO:2"}},
+        std::pair{"--short-reads", words{"0", "1x"}}, std::pair{"--short-writes", words{"0", ""}},
+        std::pair{"--device-size", words{"nvram", "nvram:", "tmp:1"}},
+        std::pair{"--tmp-size", words{"-1", ""}}}) {
+    for (const std::string& value : values) {
+      const outcome result = run({option, value, "--", "exit", "0"});
+      EXPECT_EQ(result.status, 2) << option << " " << value;
+      EXPECT_EQ(
+          result.output.find("flashsim: " + std::string(option) + " needs a value of the form "),
+          0u)
+          << result.output;
+    }
+  }
+}
+
 // --- zorem_cfg ---
 
 TEST_F(Flashsim, ZoremCfgWrapsTheTextIntoAnUpgradeFile) {
@@ -664,6 +1061,7 @@ TEST_F(Flashsim, WrongUsageIsNamed) {
        {std::pair{words{}, "--dir is missing"}, std::pair{words{"/bin/true"}, "--dir is missing"},
         std::pair{words{"--dir"}, "--dir needs a folder"},
         std::pair{words{"--dir", "flash", "--preload"}, "--preload needs a file"},
+        std::pair{words{"--dir", "flash", "--cut"}, "--cut needs a value"},
         std::pair{words{"--dir", "flash"}, "which program"},
         std::pair{words{"--dir", "flash", "--"}, "which program"},
         std::pair{words{"--dri", "flash"}, "unknown option '--dri'"},

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 static const char usage[] =
-    "usage: power_probe VERB\n"
+    "usage: power_probe [answer] VERB\n"
     "  save GENERATION RULES EXTRAS          save a configuration made anew\n"
     "  erased-save GENERATION RULES EXTRAS   the same, after an erase of the main partition\n"
     "  guarded-save GENERATION RULES EXTRAS  the same, with the main header made invalid first\n"
@@ -19,7 +19,10 @@ static const char usage[] =
     "  wrap GENERATION RULES EXTRAS PADDING  print an upgrade file with the document and as many\n"
     "                                        line feeds\n"
     "  clear                                 back to the factory default\n"
-    "  document GENERATION RULES EXTRAS      print the document that save writes\n";
+    "  check                                 whether a configuration is stored\n"
+    "  download FILE                         make an upgrade file of what is stored\n"
+    "  document GENERATION RULES EXTRAS      print the document that save writes\n"
+    "With answer it prints what the library answered; its exit status tells else.\n";
 
 /* clang-format off */
 #define VALUE(id, next, text, kind, kept, standard) \
@@ -249,6 +252,13 @@ static int do_clear(char** argument) {
   return qmibtree_clear_config();
 }
 
+static int do_check(char** argument) {
+  (void)argument;
+  return qmibtree_check_nvram();
+}
+
+static int do_download(char** argument) { return qmibtree_download_config(argument[0]); }
+
 static int do_document(char** argument) {
   uint32_t length = 0;
   configure(argument);
@@ -290,24 +300,30 @@ static const struct verb {
     {"new-show", 0, QMIBTREE_UID_SAVE, do_show},
     {"upgrade", 1, 0, do_upgrade},
     {"clear", 0, 0, do_clear},
+    {"check", 0, 0, do_check},
+    {"download", 1, 0, do_download},
     {"document", 3, 0, do_document},
     {"wrap", 4, 0, do_wrap},
 };
 
-static int run(const struct verb* verb, char** argument) {
+static int run(const struct verb* verb, char** argument, int tell) {
   schema.uidinfo[ADDED].flags = verb->added;
   tree = qmibtree_init(QMIBTREE_SCHEMA(&schema));
   report = fdopen(dup(STDOUT_FILENO), "w");
   if (!tree || !report || !freopen("/dev/null", "w", stdout)) fail("out of memory");
   const int result = verb->run(argument);
   qmibtree_destroy(tree);
-  return fclose(report) != 0 || result != 0;
+  if (tell) fprintf(report, "%d\n", result);
+  return fclose(report) != 0 || (result != 0 && !tell);
 }
 
 int main(int argc, char** argv) {
+  const int tell = argc > 1 && strcmp(argv[1], "answer") == 0;
+  const int words = argc - 1 - tell;
+  char** const word = argv + 1 + tell;
   for (size_t i = 0; i < sizeof verbs / sizeof *verbs; ++i)
-    if (argc > 1 && argc == 2 + verbs[i].arguments && strcmp(argv[1], verbs[i].name) == 0)
-      return run(&verbs[i], argv + 2);
+    if (words == 1 + verbs[i].arguments && strcmp(word[0], verbs[i].name) == 0)
+      return run(&verbs[i], word + 1, tell);
   fputs(usage, stderr);
   return 2;
 }

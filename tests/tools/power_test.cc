@@ -2,11 +2,8 @@
 // with. What a cut leaves is foretold from the documents alone, and compared cut by cut.
 #include <expat.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,9 +14,9 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "power_fixture.hh"
 
-namespace fs = std::filesystem;
+namespace {
 
 struct Cut {
   std::string verb;
@@ -35,48 +32,8 @@ std::ostream& operator<<(std::ostream& out, const Cut& cut) {
   return out << cut.verb << " " << cut.partition << " " << cut.offset << ": " << cut.ending();
 }
 
-struct Result {
-  int status;
-  std::string output;
-};
-
-Result shell(const std::string& command) {
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, ""};
-  std::string output;
-  char block[4096];
-  for (size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;)
-    output.append(block, count);
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-std::string big_endian(size_t word) {
-  std::string bytes;
-  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(word >> shift & 0xff);
-  return bytes;
-}
-
-const std::string kMagic = "\xab\xcd\x12\x34";
-
-class Power : public testing::Test {
+class Power : public PowerFixture {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "power.XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    work_ = pattern;
-    flash_ = work_ / "flash";
-    fs::create_directory(flash_);
-    ASSERT_EQ(shell(probe("document 0 0 0 >") + (flash_ / "default-conf.xml").string()).status, 0);
-  }
-  void TearDown() override { fs::remove_all(work_); }
-
-  static std::string probe(const std::string& words) { return POWER_PROBE_PATH " " + words; }
-
-  Result flashsim(const std::string& program) const {
-    return shell(FLASHSIM_PATH " --dir " + flash_.string() + " -- " + program);
-  }
-
   // The map of an operation on the flash as it is.
   Result flashsim_map(const std::string& operation, const std::string& start,
                       const std::string& options) const {
@@ -106,13 +63,6 @@ class Power : public testing::Test {
                         const std::string& start = "show") const {
     return cuts_of(map(old, probe(operation), start, "--print cuts"));
   }
-
-  static std::string document(const std::string& configuration) {
-    return shell(probe("document " + configuration)).output;
-  }
-
-  fs::path work_;
-  fs::path flash_;
 };
 
 // The cuts that neither old nor new came back from.
@@ -179,13 +129,6 @@ Reading read(const std::string& bytes) {
       XML_Parse(parser, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;
   XML_ParserFree(parser);
   return reading;
-}
-
-constexpr size_t kPartitionSize = 65536;
-
-std::string image(const std::string& document) {
-  const std::string bytes = kMagic + big_endian(document.size()) + document;
-  return bytes + std::string(kPartitionSize - bytes.size(), '\xff');
 }
 
 // The length in a header; no header: npos.

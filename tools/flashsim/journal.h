@@ -28,7 +28,4 @@ bool journal_is_kept(void);
 void journal_add(const char* verb, const char* partition, int64_t offset, const void* bytes,
                  size_t size);
 
-/* Adds a step on the device that `fd` is open on. Keeps errno. */
-void journal_add_device(const char* verb, int fd, int64_t offset, const void* bytes, size_t size);
-
 #endif

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "faults.h"
 #include "journal.h"
 #include "served.h"
 
@@ -120,10 +121,31 @@ static bool begin_journal(const char* path) {
   return complain("use journal", path, strerror(errno));
 }
 
+/* --- faults --- */
+
+static bool set_bits_of(const char* path, const char* partition) {
+  const int fd = open(path, O_RDWR | O_CLOEXEC);
+  if (fd < 0) return errno == ENOENT || complain("open partition", path, strerror(errno));
+  const bool set = faults_set_bits(fd, partition) || complain("set bits of", path, strerror(errno));
+  close(fd);
+  return set;
+}
+
+static bool begin_faults(const char* faults, const char* folder) {
+  char path[PATH_MAX];
+  if (!faults) return unsetenv(FLASHSIM_FAULTS_VARIABLE) == 0;
+  for (size_t i = 0; i < served_file_count; ++i) {
+    const char* const partition = served_files[i].partition;
+    if (!partition) continue;
+    if (!join(path, folder, served_files[i].file) || !set_bits_of(path, partition)) return false;
+  }
+  return true;
+}
+
 int launch(const struct launch* wanted) {
   char folder[PATH_MAX];
   if (!prepare_folder(wanted->dir, folder) || !set_environment(folder, wanted->preload) ||
-      !begin_journal(wanted->journal))
+      !begin_journal(wanted->journal) || !begin_faults(wanted->faults, folder))
     return EXIT_NOT_STARTED;
   execvp(wanted->program[0], wanted->program);
   complain("start", wanted->program[0], strerror(errno));

@@ -12,6 +12,7 @@ struct launch {
   const char* dir;     /* the folder that serves the flash; made where it is missing */
   const char* preload; /* the library to load; null: flashsim's own */
   const char* journal; /* the journal to begin; null: none */
+  const char* faults;  /* as in the environment, where supervise() put them; null: none */
   char** program;      /* and its arguments, null at the end */
 };
 

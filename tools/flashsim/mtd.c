@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "faults.h"
 #include "journal.h"
 #include "served.h"
 
@@ -22,21 +23,40 @@ static const struct served_file* find_partition(const char* name) {
   return NULL;
 }
 
-static int erase(int fd, const char* partition) {
+/* A step without bytes. */
+static void step(const char* verb, const char* partition) {
+  if (faults_count_step(verb, 0).power_off) faults_cut_power();
+  journal_add(verb, partition, 0, NULL, 0);
+}
+
+static int erase_bytes(int fd, const char* partition, size_t size) {
   unsigned char block[4096];
+  for (size_t done = 0; done < size;) {
+    const size_t left = size - done;
+    const size_t part = left < sizeof block ? left : sizeof block;
+    memset(block, FLASHSIM_ERASED, part);
+    faults_stick(partition, (int64_t)done, block, part);
+    const ssize_t count = write(fd, block, part);
+    if (count < 0) return -1;
+    journal_add("erase", partition, (int64_t)done, block, (size_t)count);
+    done += (size_t)count;
+  }
+  return 0;
+}
+
+static int erase(int fd, const char* partition) {
   struct stat status;
   if (fstat(fd, &status) != 0) return -1;
-  memset(block, FLASHSIM_ERASED, sizeof block);
-  journal_add("command", partition, 0, NULL, 0);
-  for (off_t done = 0; done < status.st_size;) {
-    const off_t left = status.st_size - done;
-    const size_t size = left < (off_t)sizeof block ? (size_t)left : sizeof block;
-    const ssize_t count = write(fd, block, size);
-    if (count < 0) return -1;
-    journal_add("erase", partition, done, block, (size_t)count);
-    done += count;
+  step("command", partition);
+  const size_t size = (size_t)faults_device_size(partition, status.st_size);
+  const struct faults_step erased = faults_count_step("erase", size);
+  if (erase_bytes(fd, partition, erased.size) != 0) return -1;
+  if (erased.power_off) faults_cut_power();
+  if (erased.torn) {
+    errno = EIO;
+    return -1;
   }
-  journal_add("done", partition, 0, NULL, 0);
+  step("done", partition);
   return 0;
 }
 

@@ -21,7 +21,7 @@
 #include <unistd.h>
 
 #include "device.h"
-#include "journal.h"
+#include "faults.h"
 #include "served.h"
 
 #define EXPORT __attribute__((visibility("default")))
@@ -84,6 +84,11 @@ static const char* served(const char* path) {
 static bool is_partition(const char* path) {
   const int index = find_served(path);
   return index >= 0 && served_files[index].partition;
+}
+
+/* Whether what happens to the open file is flashsim's business: with faults, to each served one. */
+static bool is_special(const char* path) {
+  return is_partition(path) || (faults_are_set() && find_served(path) >= 0);
 }
 
 /* --- functions that only need the path changed --- */
@@ -151,11 +156,17 @@ static const char* open_verb(int flags) {
 
 static int open_at(int dir, const char* path, int flags, mode_t mode) {
   NEXT(int, openat, (int, const char*, int, ...));
-  if (!is_partition(path)) return next(dir, served(path), flags, mode);
-  const int fd = next(dir, served(path), device_open_flags(flags));
+  if (!is_special(path)) return next(dir, served(path), flags, mode);
+  const int error = faults_count_open();
+  if (error) {
+    errno = error;
+    return -1;
+  }
+  const struct served_file* const file = &served_files[find_served(path)];
+  const int fd = next(dir, served(path), file->partition ? device_open_flags(flags) : flags, mode);
   if (fd < 0) return fd;
-  device_mark(fd);
-  journal_add_device(open_verb(flags), fd, 0, NULL, 0);
+  device_mark(fd, file);
+  device_step(open_verb(flags), fd, 0);
   return fd;
 }
 
@@ -203,8 +214,8 @@ CHECKED_OPEN_FUNCTIONS(__open64_2, __openat64_2, O_LARGEFILE)
 
 /* --- streams --- */
 
-static FILE* open_partition(const char* path, const char* mode) {
-  const int fd = open_at(AT_FDCWD, path, device_mode_flags(mode), 0);
+static FILE* open_special(const char* path, const char* mode) {
+  const int fd = open_at(AT_FDCWD, path, device_mode_flags(mode), 0666);
   if (fd < 0) return NULL;
   FILE* const stream = device_stream(fd, mode);
   if (!stream) close(fd);
@@ -221,7 +232,7 @@ static FILE* refuse_to_reopen(FILE* stream) {
 #define FOPEN_FUNCTIONS(fopen_name, freopen_name)                                            \
   EXPORT FILE* fopen_name(const char* path, const char* mode) {                              \
     NEXT(FILE*, fopen_name, (const char*, const char*));                                     \
-    return is_partition(path) ? open_partition(path, mode) : next(served(path), mode);       \
+    return is_special(path) ? open_special(path, mode) : next(served(path), mode);           \
   }                                                                                          \
   EXPORT FILE* freopen_name(const char* path, const char* mode, FILE* stream) {              \
     NEXT(FILE*, freopen_name, (const char*, const char*, FILE*));                            \
@@ -235,18 +246,19 @@ FOPEN_FUNCTIONS(fopen64, freopen64)
 
 EXPORT FILE* fdopen(int fd, const char* mode) {
   NEXT(FILE*, fdopen, (int, const char*));
-  return device_is(fd) ? device_stream(fd, mode) : next(fd, mode);
+  return device_file(fd) ? device_stream(fd, mode) : next(fd, mode);
 }
 
-/* --- seeking and closing, for the journal --- */
+/* --- seeking and closing --- */
 
 #define SEEK_FUNCTION(offset_type, name)                                          \
   EXPORT offset_type name(int fd, offset_type offset, int whence) {               \
     NEXT(offset_type, name, (int, offset_type, int));                             \
-    const offset_type position = next(fd, offset, whence);                        \
+    const bool from_end = whence == SEEK_END && faults_are_set();                 \
+    const offset_type shortage = from_end ? (offset_type)device_shortage(fd) : 0; \
+    const offset_type position = next(fd, offset - shortage, whence);             \
     const bool moved = offset != 0 || whence != SEEK_CUR; /* else it only asks */ \
-    if (position >= 0 && moved && journal_is_kept() && device_is(fd))             \
-      journal_add_device("seek", fd, position, NULL, 0);                          \
+    if (position >= 0 && moved) device_step("seek", fd, position);                \
     return position;                                                              \
   }
 
@@ -257,24 +269,65 @@ SEEK_FUNCTION(off64_t, lseek64)
 
 EXPORT int close(int fd) {
   NEXT(int, close, (int));
-  if (journal_is_kept() && device_is(fd)) journal_add_device("close", fd, 0, NULL, 0);
+  device_step("close", fd, 0);
   return next(fd);
+}
+
+/* --- reading from descriptors, where faults can shorten it --- */
+
+enum { HERE = -1 }; /* for an offset: where the descriptor stands */
+
+static size_t readable(int fd, int64_t offset, size_t size) {
+  if (!faults_are_set() || !device_file(fd)) return size;
+  return device_readable(fd, offset == HERE ? lseek(fd, 0, SEEK_CUR) : offset, size);
+}
+
+/* The size a caller says its block has is for the C library to check. */
+#define READ_FUNCTION(name, parameters, arguments, offset) \
+  EXPORT ssize_t name parameters;                          \
+  EXPORT ssize_t name parameters {                         \
+    NEXT(ssize_t, name, parameters);                       \
+    size = readable(fd, offset, size);                     \
+    return next arguments;                                 \
+  }
+
+READ_FUNCTION(read, (int fd, void* bytes, size_t size), (fd, bytes, size), HERE)
+READ_FUNCTION(pread, (int fd, void* bytes, size_t size, off_t at), (fd, bytes, size, at), at)
+#ifdef __GLIBC__
+READ_FUNCTION(pread64, (int fd, void* bytes, size_t size, off64_t at), (fd, bytes, size, at), at)
+READ_FUNCTION(__read_chk, (int fd, void* bytes, size_t size, size_t block),
+              (fd, bytes, size, block), HERE)
+READ_FUNCTION(__pread_chk, (int fd, void* bytes, size_t size, off_t at, size_t block),
+              (fd, bytes, size, at, block), at)
+READ_FUNCTION(__pread64_chk, (int fd, void* bytes, size_t size, off64_t at, size_t block),
+              (fd, bytes, size, at, block), at)
+#endif
+
+static ssize_t read_parts(int fd, const struct iovec* parts, int count) {
+  ssize_t done = 0;
+  for (int i = 0; i < count; ++i) {
+    const ssize_t got = read(fd, parts[i].iov_base, parts[i].iov_len);
+    if (got > 0) done += got;
+    if (got < (ssize_t)parts[i].iov_len) return done > 0 ? done : got;
+  }
+  return done;
+}
+
+EXPORT ssize_t readv(int fd, const struct iovec* parts, int count) {
+  NEXT(ssize_t, readv, (int, const struct iovec*, int));
+  const bool shortened = faults_are_set() && device_file(fd);
+  return shortened ? read_parts(fd, parts, count) : next(fd, parts, count);
 }
 
 /* --- writing to descriptors --- */
 
-/* What a write to a device came to, after it went to `offset`. */
-static ssize_t written(int fd, int64_t offset, const void* bytes, ssize_t count) {
-  if (count > 0) journal_add_device("write", fd, offset, bytes, (size_t)count);
-  return count;
-}
-
 EXPORT ssize_t write(int fd, const void* bytes, size_t size) {
   NEXT(ssize_t, write, (int, const void*, size_t));
-  if (!device_is(fd)) return next(fd, bytes, size);
-  if (!device_clip_here(fd, &size)) return -1;
-  const int64_t offset = lseek(fd, 0, SEEK_CUR);
-  return written(fd, offset, bytes, next(fd, bytes, size));
+  struct device_write write;
+  if (!device_file(fd)) return next(fd, bytes, size);
+  const int whence = fcntl(fd, F_GETFL) & O_APPEND ? SEEK_END : SEEK_CUR;
+  if (!device_write_begin(&write, fd, lseek(fd, 0, whence), bytes, size)) return -1;
+  return device_write_end(&write, next(fd, write.bytes, write.size));
 }
 
 /* One part after the other; a device's end stops it within any of them. */
@@ -290,7 +343,7 @@ static ssize_t write_parts(int fd, const struct iovec* parts, int count) {
 
 EXPORT ssize_t writev(int fd, const struct iovec* parts, int count) {
   NEXT(ssize_t, writev, (int, const struct iovec*, int));
-  return device_is(fd) ? write_parts(fd, parts, count) : next(fd, parts, count);
+  return device_file(fd) ? write_parts(fd, parts, count) : next(fd, parts, count);
 }
 
 /* Answered with "invalid": the callers of these then copy with read() and write(). */
@@ -302,13 +355,15 @@ static ssize_t refuse_to_copy(void) {
 #define OFFSET_FUNCTIONS(offset_type, pwrite_name, sendfile_name, truncate_name, ftruncate_name) \
   EXPORT ssize_t pwrite_name(int fd, const void* bytes, size_t size, offset_type offset) {       \
     NEXT(ssize_t, pwrite_name, (int, const void*, size_t, offset_type));                         \
-    if (!device_is(fd)) return next(fd, bytes, size, offset);                                    \
-    if (!device_clip(fd, offset, &size)) return -1;                                              \
-    return written(fd, offset, bytes, next(fd, bytes, size, offset));                            \
+    struct device_write write;                                                                   \
+    if (!device_file(fd)) return next(fd, bytes, size, offset);                                  \
+    if (!device_write_begin(&write, fd, offset, bytes, size)) return -1;                         \
+    return device_write_end(&write, next(fd, write.bytes, write.size, offset));                  \
   }                                                                                              \
   EXPORT ssize_t sendfile_name(int out, int in, offset_type* offset, size_t size) {              \
     NEXT(ssize_t, sendfile_name, (int, int, offset_type*, size_t));                              \
-    return device_is(out) ? refuse_to_copy() : next(out, in, offset, size);                      \
+    const bool goes_around = device_file(out) || device_file(in);                                \
+    return goes_around ? refuse_to_copy() : next(out, in, offset, size);                         \
   }                                                                                              \
   /* A partition keeps its size, as when it is opened to be emptied. */                          \
   EXPORT int truncate_name(const char* path, offset_type size) {                                 \
@@ -331,5 +386,6 @@ OFFSET_FUNCTIONS(off64_t, pwrite64, sendfile64, truncate64, ftruncate64)
 EXPORT ssize_t copy_file_range(int in, copy_offset* in_offset, int out, copy_offset* out_offset,
                                size_t size, unsigned flags) {
   NEXT(ssize_t, copy_file_range, (int, copy_offset*, int, copy_offset*, size_t, unsigned));
-  return device_is(out) ? refuse_to_copy() : next(in, in_offset, out, out_offset, size, flags);
+  const bool goes_around = device_file(out) || device_file(in);
+  return goes_around ? refuse_to_copy() : next(in, in_offset, out, out_offset, size, flags);
 }

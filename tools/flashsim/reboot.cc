@@ -37,7 +37,7 @@ void redirect(const char* path, int flags, int to) {
   for (const std::string& word : run.program) program.push_back(const_cast<char*>(word.c_str()));
   program.push_back(nullptr);
   const struct launch wanted = {run.folder.c_str(), nullptr,
-                                run.journal.empty() ? nullptr : run.journal.c_str(),
+                                run.journal.empty() ? nullptr : run.journal.c_str(), nullptr,
                                 program.data()};
   _exit(launch(&wanted));
 }

@@ -4,6 +4,10 @@
 
 #include <stddef.h>
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 #define FLASHSIM_DIR_VARIABLE \
   "FLASHSIM_DIR"                      /* the folder, absolute, in the program's environment */
 #define FLASHSIM_PARTITION_SIZE 65536 /* bytes of a partition that flashsim makes */
@@ -15,14 +19,12 @@ struct served_file {
   const char* partition; /* the partition's name for mtd; null: an ordinary file */
 };
 
-static const struct served_file served_files[] = {
-    {"/dev/nvram", "nvram", "NVRAM"},
-    {"/dev/nvrambak", "nvrambak", "NVRAMBAK"},
-    {"/etc/igd/default-conf.xml", "default-conf.xml", NULL},
-    {"/tmp/tobixopen", "tobixopen", NULL},
-    {"/tmp/temp_config_for_download", "temp_config_for_download", NULL},
-};
+enum { served_file_count = 5 };
 
-enum { served_file_count = sizeof served_files / sizeof served_files[0] };
+extern const struct served_file served_files[served_file_count];
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif
