@@ -13,14 +13,14 @@ foreach(part runtime development)
 endforeach()
 
 # Where libraries go depends on the prefix and is settled when configuring. So what is packed is built in
-# a folder of its own, as this one but for /usr, and without tests and tools.
+# a folder of its own, as this one but for /usr, and without tests and mibctl.
 set(packed ${PROJECT_BINARY_DIR}/packed)
 set(configure "\"${CMAKE_COMMAND}\" -S \"${PROJECT_SOURCE_DIR}\" -B \"${packed}\" -G \"${CMAKE_GENERATOR}\"")
 foreach(setting CMAKE_BUILD_TYPE CMAKE_C_COMPILER CMAKE_CXX_COMPILER CMAKE_C_FLAGS CMAKE_CXX_FLAGS)
   string(APPEND configure " \"-D${setting}=${${setting}}\"")
 endforeach()
 string(APPEND configure
-  " -DCMAKE_INSTALL_PREFIX=/usr -DQMIBTREE_TESTS=OFF -DQMIBTREE_TOOLS=OFF")
+  " -DCMAKE_INSTALL_PREFIX=/usr -DQMIBTREE_TESTS=OFF -DQMIBTREE_BUILD_MIBCTL=OFF")
 set(CPACK_INSTALL_COMMANDS "${configure}" "\"${CMAKE_COMMAND}\" --build \"${packed}\"")
 set(CPACK_INSTALL_CMAKE_PROJECTS "${packed};qmibtree;ALL;/")
 set(CPACK_COMPONENTS_ALL runtime development)
@@ -53,10 +53,11 @@ This package holds the shared library.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${runtime_package} (= ${PROJECT_VERSION}), libexpat1-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "${about}
 .
-This package holds the header, the static library, and what pkg-config and
-CMake need to find them.")
+This package holds the header, the static library, what pkg-config and CMake
+need to find them, and for tests of hosts the test kit and the flash stand-in.")
 include(CPack)

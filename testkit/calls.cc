@@ -62,25 +62,29 @@ faultable* const kFaultables[] = {&XML_ParserCreate_calls,
                                   &open_calls,
                                   &pclose_calls,
                                   &popen_calls,
-                                  &read_calls,
                                   &pthread_create_calls,
+                                  &read_calls,
                                   &socket_calls,
                                   &stat_calls,
                                   &system_calls};
 
-// The failure that is due.
+// The failure that is due. The library's threads call as they like, so all of it is atomic.
 struct {
-  faultable* which = nullptr;
-  int until = 0;
-  bool struck = false;
+  std::atomic<faultable*> which{nullptr};
+  std::atomic<int> until{0};
+  std::atomic<bool> struck{false};
 } fault;
+
+std::atomic<long> failed{0};
 
 bool strikes(faultable& called) {
   ++called.made;
   if (fault.which != &called) return false;
   if (fault.until-- > 0) return false;
-  fault.which = nullptr;
+  faultable* due = &called;
+  if (!fault.which.compare_exchange_strong(due, nullptr)) return false;  // another thread's call
   fault.struck = true;
+  ++failed;
   errno = called.error;
   return true;
 }
@@ -104,13 +108,18 @@ const std::vector<std::string>& faultable_calls() {
   return *names;
 }
 
-void fail_call(const std::string& name, int n) { fault = {&faultable_of(name), n, false}; }
+void fail_call(const std::string& name, int n) {
+  calls_work();
+  fault.until = n;
+  fault.which = &faultable_of(name);
+}
 
 bool calls_work() {
-  const bool struck = fault.struck;
-  fault = {};
-  return struck;
+  fault.which = nullptr;
+  return fault.struck.exchange(false);
 }
+
+long calls_failed() { return failed; }
 
 long calls_made(const std::string& name) { return faultable_of(name).made; }
 
@@ -130,7 +139,6 @@ WRAPPED(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullpt
 WRAPPED(FILE*, popen, (const char* command, const char* mode), (command, mode), nullptr)
 WRAPPED(int, fflush, (FILE * stream), (stream), EOF)
 WRAPPED(int, fseek, (FILE * stream, long offset, int whence), (stream, offset, whence), -1)
-WRAPPED(int, pclose, (FILE * stream), (stream), -1)
 WRAPPED(int, socket, (int domain, int type, int protocol), (domain, type, protocol), -1)
 WRAPPED(int, stat, (const char* path, struct stat* status), (path, status), -1)
 WRAPPED(int, system, (const char* command), (command), -1)
@@ -143,20 +151,35 @@ WRAPPED(int, pthread_create,
         (thread, attributes, run, argument), EAGAIN)
 #undef WRAPPED
 
-int __real_fclose(FILE* stream);
-int __wrap_fclose(FILE* stream);
-int __wrap_fclose(FILE* stream) {
-  const bool fails = strikes(fclose_calls);
-  const int result = __real_fclose(stream);
-  if (fails) errno = fclose_calls.error;
-  return fails ? EOF : result;
-}
+// One that closes its stream all the same.
+#define CLOSING(name, failure)                \
+  int __real_##name(FILE* stream);            \
+  int __wrap_##name(FILE* stream);            \
+  int __wrap_##name(FILE* stream) {           \
+    const bool fails = strikes(name##_calls); \
+    const int result = __real_##name(stream); \
+    if (fails) errno = name##_calls.error;    \
+    return fails ? failure : result;          \
+  }
+
+CLOSING(fclose, EOF)
+CLOSING(pclose, -1)
+#undef CLOSING
 
 size_t __real_fread(void* items, size_t size, size_t count, FILE* stream);
 size_t __wrap_fread(void* items, size_t size, size_t count, FILE* stream);
 size_t __wrap_fread(void* items, size_t size, size_t count, FILE* stream) {
   return __real_fread(items, size, strikes(fread_calls) ? count / 2 : count, stream);
 }
+
+#ifdef __GLIBC__
+// What the GNU C library's headers make of an fread into an array, where the library is hardened.
+size_t __real___fread_chk(void* items, size_t room, size_t size, size_t count, FILE* stream);
+size_t __wrap___fread_chk(void* items, size_t room, size_t size, size_t count, FILE* stream);
+size_t __wrap___fread_chk(void* items, size_t room, size_t size, size_t count, FILE* stream) {
+  return __real___fread_chk(items, room, size, strikes(fread_calls) ? count / 2 : count, stream);
+}
+#endif
 
 size_t __real_fwrite(const void* items, size_t size, size_t count, FILE* stream);
 size_t __wrap_fwrite(const void* items, size_t size, size_t count, FILE* stream);

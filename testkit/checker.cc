@@ -19,16 +19,36 @@ uint32_t hash_of(const std::string& name) {
 }
 
 std::string name_of_instance(uint32_t number) {
-  return (std::to_string(number) + ".").substr(0, 4);
+  return (std::to_string(static_cast<int32_t>(number)) + ".").substr(0, 4);
 }
 
 bool is_param_type(uint32_t type) {
   return type >= QMIBTREE_TYPE_INT && type <= QMIBTREE_TYPE_BOOL;
 }
 
+bool is_param(const qmibtree_node* node) { return node->flags & QMIBTREE_NODE_PARAM; }
+
 bool is_template(const qmibtree_node* node) {
   constexpr uint32_t kNone = QMIBTREE_NODE_PARAM | QMIBTREE_NODE_INSTANCE;
   return !(node->flags & kNone) && (node->uidinfo->flags & QMIBTREE_UID_MULTI);
+}
+
+constexpr uint32_t kNotified = QMIBTREE_NODE_NOTIF_ACTIVE | QMIBTREE_NODE_NOTIF_PASSIVE;
+constexpr uint32_t kNodeFlags = QMIBTREE_NODE_INSTANCE | QMIBTREE_NODE_MODIFIED |
+                                QMIBTREE_NODE_PARAM | kNotified | QMIBTREE_NODE_ACCESS;
+constexpr uint32_t kNeutralRight = 255;
+
+bool may_have_storage(const qmibtree_value_t& value) {
+  return value.type == QMIBTREE_TYPE_STRING || value.type == QMIBTREE_TYPE_BASE64;
+}
+
+// True for a text or bytes that are not there.
+bool is_lost(const qmibtree_value_t& value) { return may_have_storage(value) && !value.str; }
+
+bool same(const qmibtree_value_t& a, const qmibtree_value_t& b) {
+  if (a.type != b.type) return false;
+  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(a.type);
+  return !fn->equal || fn->equal(&a, &b);
 }
 
 class Checker {
@@ -36,16 +56,17 @@ class Checker {
   explicit Checker(const qmibtree_inst_t* inst) : inst_(inst) {}
 
   std::vector<std::string> run(Events events) {
-    if (!inst_->root) return {"the tree has no root"};
+    if (!inst_ || !inst_->root) return {"there is no tree"};
     where_ = "the root";
     expect(!inst_->root->parent, "has a parent");
     expect(!inst_->root->next, "has a sibling");
     expect(inst_->root->uidinfo == inst_->uidinfo, "is not of the schema's first record");
     check_node(inst_->root, nullptr);
+    if (!readable_) return std::move(problems_);
     where_ = "the tree";
     expect(inst_->obj_changes >= changes_, "counts fewer changes than its templates do");
-    check_index(inst_->name_hash, 0, "full names", &qmibtree_node::name_next);
-    if (inst_->uid_hash) check_index(inst_->uid_hash, 1, "unique ids", &qmibtree_node::uid_next);
+    check_index(inst_->name_hash, kByName);
+    if (inst_->uid_hash) check_index(inst_->uid_hash, kByUid);
     check_events(events);
     return std::move(problems_);
   }
@@ -67,44 +88,72 @@ class Checker {
   }
 
   void check_node(const qmibtree_node* node, const qmibtree_node* parent) {
-    if (!nodes_.insert(node).second) return expect(false, "is in the tree twice");
     where_ = node->fullName ? node->fullName : "a node without a full name";
-    if (!node->fullName || !node->name || !is_record(node->uidinfo))
+    if (!node->fullName || !node->name || !is_record(node->uidinfo)) {
+      readable_ = false;
       return expect(false, "lacks its name or its schema record");
+    }
+    if (!nodes_.insert(node).second) return expect(false, "is in the tree twice");
     expect(node->inst == inst_, "is of another tree");
     expect(node->parent == parent, "has another parent");
     check_names(node, parent);
-    const bool is_param = node->flags & QMIBTREE_NODE_PARAM;
-    expect(is_param == is_param_type(node->uidinfo->type),
-           "is a parameter by its flags or its type");
-    check_value(node->value);
-    check_value(node->default_value);
-    if (is_param) {
+    check_flags(node);
+    check_value(node->value, "value");
+    check_value(node->default_value, "default value");
+    check_modified(node);
+    if (is_param(node))
       expect(!node->first_child && !node->last_child && node->childnum == 0, "has children");
-      return;
-    }
-    expect(node->value.type == 0 && node->default_value.type == 0, "has a value, as an object");
-    check_children(node);
+    else
+      check_children(node);
   }
 
   void check_names(const qmibtree_node* node, const qmibtree_node* parent) {
     const bool is_instance = parent && is_template(parent);
-    expect(is_instance == !!(node->flags & QMIBTREE_NODE_INSTANCE), "is an instance, or is not");
+    expect(is_instance == !!(node->flags & QMIBTREE_NODE_INSTANCE),
+           "differs from its parent on whether it is an instance");
     expect(is_instance || node->instance == 0, "has an instance number");
+    expect(is_instance || node->right == kNeutralRight, "has a right");
     const std::string name = is_instance ? name_of_instance(node->instance) : node->uidinfo->name;
     expect(node->name == name, "has the name " + std::string(node->name));
+    // The node frees a name that is not its record's.
+    expect((node->name != node->uidinfo->name) == is_instance, "does not own what it should");
+    if (is_instance) check_storage(node->name, "name");
     expect(node->fullName == (parent ? parent->fullName : "") + name, "is not named by its place");
+    check_storage(node->fullName, "full name");
     expect(node->hash == hash_of(node->fullName), "has another name's hash");
   }
 
-  // A value that owns storage is the only one to.
-  void check_value(const qmibtree_value_t& value) {
-    expect(value.owned <= 1, "has a value with an ownership of " + std::to_string(value.owned));
-    if (!value.owned) return;
-    const bool has_storage =
-        value.type == QMIBTREE_TYPE_STRING || value.type == QMIBTREE_TYPE_BASE64;
-    expect(has_storage && value.str, "owns storage that is not there");
-    expect(storage_.insert(value.str).second, "owns another value's storage");
+  void check_flags(const qmibtree_node* node) {
+    expect((node->flags & ~kNodeFlags) == 0, "has flags that there are not");
+    expect((node->flags & kNotified) != kNotified, "has both kinds of notification");
+    expect(node->reserved == 0, "has a reserved word in use");
+    expect(is_param(node) == is_param_type(node->uidinfo->type),
+           "differs from its record on whether it is a parameter");
+  }
+
+  // A node has storage of its own, or none.
+  void check_value(const qmibtree_value_t& value, const std::string& which) {
+    expect(value.owned <= 1,
+           "has a " + which + " with an ownership of " + std::to_string(value.owned));
+    const bool has_storage = may_have_storage(value) && value.str;
+    expect(has_storage == !!value.owned, has_storage ? "has a " + which + " in others' storage"
+                                                     : "has a " + which + " that owns nothing");
+    if (has_storage) check_storage(value.str, which);
+    if (value.type == QMIBTREE_TYPE_BASE64)
+      expect(has_storage == (value.len > 0),
+             "has a " + which + " of another length than its bytes");
+  }
+
+  void check_storage(const void* storage, const std::string& which) {
+    expect(storage_.insert(storage).second, "has a " + which + " that something else owns");
+  }
+
+  // A hook may make a parameter the tree's own, with a value that was never written; and memory may
+  // run out for a text, and leave it without one.
+  void check_modified(const qmibtree_node* node) {
+    if ((node->flags & QMIBTREE_NODE_MODIFIED) || node->uidinfo->get_fn) return;
+    if (is_lost(node->value) || is_lost(node->default_value)) return;
+    expect(same(node->value, node->default_value), "differs from its default, unmarked");
   }
 
   // --- children ---
@@ -156,24 +205,45 @@ class Checker {
 
   // --- indexes ---
 
-  void check_index(const qmibtree_hash_t* index, uint32_t kind, const std::string& name,
-                   qmibtree_node* qmibtree_node::*next) {
-    where_ = "the index of " + name;
-    if (!index) return expect(false, "is missing");
-    expect(index->kind == kind, "is of another kind");
+  // What distinguishes the two indexes.
+  struct Index {
+    const char* name;
+    uint32_t kind;
+    uint32_t size;
+    qmibtree_node* qmibtree_node::*next;
+  };
+  static constexpr Index kByName = {"full names", 0, 5000, &qmibtree_node::name_next};
+  static constexpr Index kByUid = {"unique ids", 1, 2000, &qmibtree_node::uid_next};
+
+  void check_index(const qmibtree_hash_t* hash, const Index& index) {
+    where_ = std::string("the index of ") + index.name;
+    if (!hash) return expect(false, "is missing");
+    expect(hash->kind == index.kind, "is of another kind");
+    if (hash->size != index.size)
+      return expect(false, "has " + std::to_string(hash->size) + " buckets");
     std::unordered_set<const qmibtree_node*> found;
-    for (uint32_t bucket = 0; bucket < index->size; ++bucket) {
-      for (const qmibtree_node* node = index->buckets[bucket]; node; node = node->*next) {
-        if (!nodes_.count(node)) return expect(false, "holds a node that is not in the tree");
-        if (!found.insert(node).second)
-          return expect(false, "holds " + std::string(node->fullName) + " twice");
-        const uint32_t key = kind == 0 ? node->hash : node->uidinfo->uid;
-        expect(key % index->size == bucket,
-               "holds " + std::string(node->fullName) + " out of place");
-      }
-    }
+    for (uint32_t bucket = 0; bucket < hash->size; ++bucket)
+      if (!check_chain(hash->buckets[bucket], bucket, index, found)) return;
     expect(found.size() == nodes_.size(), "holds " + std::to_string(found.size()) + " of " +
                                               std::to_string(nodes_.size()) + " nodes");
+  }
+
+  // False when the chain cannot be followed to its end.
+  bool check_chain(const qmibtree_node* head, uint32_t bucket, const Index& index,
+                   std::unordered_set<const qmibtree_node*>& found) {
+    std::unordered_map<const qmibtree_node*, uint32_t> lowest;  // instance seen, by template
+    for (const qmibtree_node* node = head; node; node = node->*index.next) {
+      if (!nodes_.count(node)) return expect(false, "holds a node that is not in the tree"), false;
+      const std::string name = node->fullName;
+      if (!found.insert(node).second) return expect(false, "holds " + name + " twice"), false;
+      const uint32_t key = index.kind == kByName.kind ? node->hash : node->uidinfo->uid;
+      expect(key % index.size == bucket, "holds " + name + " out of place");
+      if (!(node->flags & QMIBTREE_NODE_INSTANCE)) continue;
+      const auto [newer, first] = lowest.emplace(node->parent, node->instance);
+      expect(first || node->instance < newer->second, "holds " + name + " behind an older one");
+      newer->second = node->instance;
+    }
+    return true;
   }
 
   // --- events ---
@@ -201,6 +271,7 @@ class Checker {
   const qmibtree_inst_t* inst_;
   std::string where_;  // what `expect` speaks of
   std::vector<std::string> problems_;
+  bool readable_ = true;  // every node has what the further checks look at
   std::unordered_set<const qmibtree_node*> nodes_;
   std::unordered_set<const void*> storage_;
   uint64_t changes_ = 0;  // of all templates together

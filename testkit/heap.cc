@@ -1,5 +1,6 @@
 #include "qmibtree_testkit/heap.hh"
 
+#include <mutex>
 #include <set>
 
 #include "qmibtree.h"
@@ -8,13 +9,27 @@ namespace qmibtree_testkit {
 namespace {
 
 struct heap_state {
+  std::mutex lock;  // the library allocates on whatever thread it is called
   std::set<void*> live;
   std::vector<std::string> tags;
   bool keeps_tags = false;
   long made = 0;
+  long failed = 0;
   int until_failure = -1;  // allocations to go before the injected failure; -1: none is due
   bool keeps_failing = false;
   bool struck = false;
+
+  bool failure_is_due() {
+    if (until_failure < 0) return false;
+    if (until_failure > 0) {
+      --until_failure;
+      return false;
+    }
+    if (!keeps_failing) until_failure = -1;
+    struck = true;
+    ++failed;
+    return true;
+  }
 };
 
 heap_state& state() {
@@ -22,44 +37,46 @@ heap_state& state() {
   return *the_state;
 }
 
-bool failure_is_due() {
-  heap_state& heap = state();
-  if (heap.until_failure < 0) return false;
-  if (heap.until_failure > 0) {
-    --heap.until_failure;
-    return false;
-  }
-  if (!heap.keeps_failing) heap.until_failure = -1;
-  heap.struck = true;
-  return true;
+using guard = std::lock_guard<std::mutex>;
+
+void set_failure(int n, bool keeps_failing) {
+  const guard locked(state().lock);
+  state().until_failure = n;
+  state().keeps_failing = keeps_failing;
+  state().struck = false;
 }
 
 }  // namespace
 
-int live_blocks() { return static_cast<int>(state().live.size()); }
-
-long allocations_made() { return state().made; }
-
-void fail_allocation_after(int n) {
-  state().until_failure = n;
-  state().keeps_failing = false;
-  state().struck = false;
+int live_blocks() {
+  const guard locked(state().lock);
+  return static_cast<int>(state().live.size());
 }
 
-void fail_allocations_after(int n) {
-  fail_allocation_after(n);
-  state().keeps_failing = true;
+long allocations_made() {
+  const guard locked(state().lock);
+  return state().made;
 }
+
+long allocations_failed() {
+  const guard locked(state().lock);
+  return state().failed;
+}
+
+void fail_allocation_after(int n) { set_failure(n, false); }
+
+void fail_allocations_after(int n) { set_failure(n, true); }
 
 bool allocations_work() {
-  state().until_failure = -1;
-  state().keeps_failing = false;
+  const guard locked(state().lock);
   const bool struck = state().struck;
+  state().until_failure = -1;
   state().struck = false;
   return struck;
 }
 
 std::vector<std::string> allocation_tags() {
+  const guard locked(state().lock);
   std::vector<std::string> tags;
   tags.swap(state().tags);
   state().keeps_tags = true;
@@ -75,9 +92,10 @@ void __wrap_qfree(void* block);
 
 void* __wrap_qmalloc(size_t size, const char* tag) {
   heap_state& heap = state();
+  const guard locked(heap.lock);
   if (size != 0) {
     ++heap.made;
-    if (failure_is_due()) return nullptr;
+    if (heap.failure_is_due()) return nullptr;
   }
   void* const block = __real_qmalloc(size, tag);
   if (block) {
@@ -88,6 +106,7 @@ void* __wrap_qmalloc(size_t size, const char* tag) {
 }
 
 void __wrap_qfree(void* block) {
+  const guard locked(state().lock);
   state().live.erase(block);
   __real_qfree(block);
 }

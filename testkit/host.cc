@@ -1,5 +1,9 @@
 #include "qmibtree_testkit/host.hh"
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
 namespace qmibtree_testkit {
 
 std::vector<Change>& changes() {
@@ -13,9 +17,137 @@ std::function<uint32_t(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t*)>& on
   return *hook;
 }
 
-uint32_t record_change(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
-  changes().push_back({inst, node, node->fullName, *value, text_of(node->value)});
-  return on_change() ? on_change()(inst, node, value) : 0;
+namespace {
+
+Host* the_host = nullptr;  // the one there is, which the hooks serve
+
+void forget_everything() {
+  changes().clear();
+  on_change() = nullptr;
+  qmibtree_comp_unmark_all();
+}
+
+// A value that refers to `bytes` where it had storage of its own.
+qmibtree_value_t over(const std::string& bytes, qmibtree_value_t value) {
+  value.owned = 0;
+  if (value.type == QMIBTREE_TYPE_STRING && value.str) value.str = bytes.c_str();
+  if (value.type == QMIBTREE_TYPE_BASE64 && value.data)
+    value.data = reinterpret_cast<const uint8_t*>(bytes.data());
+  return value;
+}
+
+std::string storage_of(const qmibtree_value_t& value) {
+  if (value.type == QMIBTREE_TYPE_STRING && value.str) return value.str;
+  if (value.type == QMIBTREE_TYPE_BASE64 && value.data)
+    return {reinterpret_cast<const char*>(value.data), value.len};
+  return {};
+}
+
+bool has_node(const qmibtree_node* below, const qmibtree_node* node) {
+  if (below == node) return true;
+  for (const qmibtree_node* child = below->first_child; child; child = child->next)
+    if (has_node(child, node)) return true;
+  return false;
+}
+
+}  // namespace
+
+Host::Host() {
+  if (the_host) {
+    std::fputs("qmibtree_testkit: there is a Host already\n", stderr);
+    std::abort();
+  }
+  the_host = this;
+  forget_everything();
+}
+
+Host::~Host() {
+  for (const auto& [record, own] : own_) {
+    record->create_fn = own.create_fn;
+    record->destroy_fn = own.destroy_fn;
+    record->set_fn = own.set_fn;
+    record->get_fn = own.get_fn;
+  }
+  forget_everything();
+  the_host = nullptr;
+}
+
+void Host::watch(qmibtree_uidinfo_t& record, unsigned hooks) {
+  own_.emplace(&record, record);  // the first time: later it is no longer as it was
+  if (hooks & kCreate) record.create_fn = create;
+  if (hooks & kDestroy) record.destroy_fn = destroy;
+  if (hooks & kSet) record.set_fn = set;
+  if (hooks & kGet) record.get_fn = get;
+}
+
+void Host::answer_set(const std::string& full_name, uint32_t rc) { set_answers_[full_name] = rc; }
+
+void Host::answer_get(const std::string& full_name, const qmibtree_value_t& value, uint32_t rc) {
+  get_answers_[full_name] = {rc, value, storage_of(value)};
+}
+
+void Host::record(const char* hook, const qmibtree_node* node, const std::string& rest) {
+  calls.push_back(std::string(hook) + " " + node->fullName + rest);
+}
+
+const qmibtree_uidinfo_t& Host::own(const qmibtree_node* node) const {
+  return own_.at(node->uidinfo);
+}
+
+uint32_t Host::create(qmibtree_inst_t* inst, qmibtree_node* node) {
+  the_host->record("create", node);
+  const qmibtree_node_fn_t own = the_host->own(node).create_fn;
+  return own ? own(inst, node) : 0;
+}
+
+uint32_t Host::destroy(qmibtree_inst_t* inst, qmibtree_node* node) {
+  the_host->record("destroy", node);
+  const qmibtree_node_fn_t own = the_host->own(node).destroy_fn;
+  return own ? own(inst, node) : 0;
+}
+
+uint32_t Host::set(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value) {
+  the_host->record("set", node, "=" + text_of(*value));
+  const auto answer = the_host->set_answers_.find(node->fullName);
+  if (answer != the_host->set_answers_.end()) return answer->second;
+  const qmibtree_set_fn_t own = the_host->own(node).set_fn;
+  return own ? own(inst, node, value) : 0;
+}
+
+uint32_t Host::get(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
+                   uint32_t flags) {
+  uint32_t rc = 0;
+  const auto answer = the_host->get_answers_.find(node->fullName);
+  if (answer != the_host->get_answers_.end()) {
+    rc = answer->second.rc;
+    *value = over(answer->second.bytes, answer->second.value);
+  } else if (const qmibtree_get_fn_t own = the_host->own(node).get_fn) {
+    rc = own(inst, node, value, flags);
+  }
+  the_host->record("get", node,
+                   QMIBTREE_FAILED(rc) ? " (" + std::to_string(rc) + ")" : "=" + text_of(*value));
+  return rc;
+}
+
+void register_component(uint32_t id) {
+  qmibtree_comp_register(id, 0, nullptr, nullptr, nullptr, nullptr);
+}
+
+std::vector<uint32_t> marked_components() {
+  std::vector<uint32_t> marked;
+  for (uint32_t id = 0; id < QMIBTREE_COMP_MAX; ++id)
+    if (qmibtree_comp_chk_mark(id, UINT32_MAX)) marked.push_back(id);
+  return marked;
+}
+
+std::vector<std::string> drain_events(qmibtree_inst_t* inst) {
+  std::vector<std::string> names;
+  while (inst->notif->num > 0) {
+    const qmibtree_node* const node = qmibtree_notif_deq_event(inst->notif);
+    names.emplace_back(has_node(inst->root, node) ? node->fullName : "(gone)");
+  }
+  std::reverse(names.begin(), names.end());
+  return names;
 }
 
 std::string render(const std::function<uint32_t(qmibtree_buff_t*)>& fill) {
@@ -100,9 +232,19 @@ uint32_t load_document(qmibtree_inst_t* inst, const std::string& text, uint32_t 
 
 }  // namespace qmibtree_testkit
 
-// Weak: a host whose own callback is linked in keeps it.
-extern "C" __attribute__((weak)) uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst,
-                                                                    qmibtree_node* node,
-                                                                    qmibtree_value_t* value) {
-  return qmibtree_testkit::record_change(inst, node, value);
+extern "C" {
+
+uint32_t __real_mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
+                                          qmibtree_value_t* value);
+uint32_t __wrap_mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
+                                          qmibtree_value_t* value);
+
+uint32_t __wrap_mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
+                                          qmibtree_value_t* value) {
+  using namespace qmibtree_testkit;
+  changes().push_back({inst, node, node->fullName, *value, text_of(node->value)});
+  return on_change() ? on_change()(inst, node, value)
+                     : __real_mibtree_changed_callback2(inst, node, value);
 }
+
+}  // extern "C"

@@ -1,8 +1,18 @@
 #include "qmibtree_testkit/schema.hh"
 
+#include <cstdio>
 #include <cstdlib>
 
 namespace qmibtree_testkit {
+
+namespace {
+
+[[noreturn]] void refuse(const char* name, const char* why) {
+  std::fprintf(stderr, "qmibtree_testkit: schema record \"%s\" %s\n", name, why);
+  std::abort();
+}
+
+}  // namespace
 
 void Schema::free_block::operator()(qmibtree_schema_t* block) const { std::free(block); }
 
@@ -15,8 +25,9 @@ Schema::Schema()
 qmibtree_uidinfo_t& Schema::add(int depth, const char* name, uint32_t type, uint32_t flags,
                                 const char* defval) {
   const auto uid = static_cast<int32_t>(block_->uidinfo_num);
-  if (uid >= static_cast<int32_t>(kCapacity) || depth > last_depth_ + 1 || depth >= 64)
-    std::abort();
+  if (block_->uidinfo_num == kCapacity) refuse(name, "is one too many");
+  if (depth < 0 || depth > last_depth_ + 1) refuse(name, "is at a depth that has nothing above it");
+  if (depth == kMaxDepth) refuse(name, "is too deep");
   qmibtree_uidinfo_t& added = block_->uidinfo[block_->uidinfo_num++];
   added.uid = static_cast<uint32_t>(uid);
   added.next_uid = added.child_uid = -1;

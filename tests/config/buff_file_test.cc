@@ -6,6 +6,7 @@
 
 #include "config_fixture.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/calls.hh"
 #include "qmibtree_testkit/flash.hh"
 #include "qmibtree_testkit/heap.hh"
 
@@ -270,6 +271,18 @@ TEST_F(BuffCreateFromFile, OffsetPastTheEndGivesNull) {
 TEST_F(BuffCreateFromFile, OffsetBeforeTheStartGivesNull) {
   EXPECT_EQ(create(folder.write("f", "0123"), -1, 0), nullptr);
   EXPECT_EQ(create(folder.write("f", "0123"), INT32_MIN, 0), nullptr);
+}
+
+TEST_F(BuffCreateFromFile, OffsetBeforeTheStartGivesOnlyZerosOfALengthGiven) {
+  ASSERT_NE(create(folder.write("f", "0123"), -1, 5), nullptr);
+  EXPECT_EQ(area(), zeros(6));
+}
+
+TEST_F(BuffCreateFromFile, FileWhoseEndIsNotFoundGivesNull) {
+  const std::string path = folder.write("f", "0123");
+  fail_call("fseek", 0);
+  EXPECT_EQ(create(path, 0, 0), nullptr);
+  EXPECT_TRUE(calls_work());
 }
 
 TEST_F(BuffCreateFromFile, MissingFileGivesNull) {

@@ -55,7 +55,7 @@ class Load : public StoreTest {
   }
 
   House house;
-  Tree tree{house};
+  CheckedTree tree{house};
   std::string printed;
 };
 
@@ -408,7 +408,7 @@ TEST_F(Load, AnyFailedAllocationKeepsThePartitionsToTheirRules) {
   for (; struck; ++n) {
     flash_write(kMain, partition(image_of(document)));
     flash_write(kBackup, partition(image_of(document)));
-    Tree fresh(house);
+    CheckedTree fresh(house);
     int result = -2;
     stdout_of([&] {
       fail_allocation_after(n);

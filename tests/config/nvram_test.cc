@@ -2,18 +2,22 @@
 // download, upgrade, clear.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "config_fixture.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/calls.hh"
 #include "qmibtree_testkit/flash.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
@@ -133,7 +137,7 @@ class Save : public NvramTest {
   }
 
   House house;
-  Tree tree{house};
+  CheckedTree tree{house};
   std::string printed;
   std::string numbered;
   const std::string image = image_of(text_document("t"));
@@ -471,6 +475,29 @@ TEST_F(Download, MissingDefaultFileIsRefusedBeforeAnythingIsPrinted) {
   EXPECT_EQ(flash_read(kDownload), "(missing)");
 }
 
+struct FailingCall {
+  const char* name;
+  const char* call;
+  int good;  // calls before the one that fails
+};
+
+class DownloadSource : public Download, public ::testing::WithParamInterface<FailingCall> {};
+
+// The first open is for the header.
+INSTANTIATE_TEST_SUITE_P(ThatCannotBe, DownloadSource,
+                         ::testing::Values(FailingCall{"Opened", "fopen", 1},
+                                           FailingCall{"Positioned", "fseek", 0}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(DownloadSource, IsMinusOneBeforeAnythingIsPrinted) {
+  flash_poke(kMain, 0, image_of("main text"));
+  fail_call(GetParam().call, GetParam().good);
+  EXPECT_EQ(download("/tmp/out"), -1);
+  EXPECT_TRUE(calls_work());
+  EXPECT_EQ(printed, "");
+  EXPECT_EQ(commands, Commands{});
+}
+
 TEST_F(Download, SourceThatCannotBeReadIsMinusOneAfterTheFirstStep) {
   std::filesystem::create_directory(flash_path(kDefault));  // opens, but gives no bytes
   EXPECT_EQ(download("/tmp/out"), -1);
@@ -666,6 +693,18 @@ TEST_F(Upgrade, FileMustAllowWritingThoughItIsOnlyRead) {
   EXPECT_EQ(commands, Commands{});
 }
 
+// Reads of the first pass: the header, the payload, the trailer.
+TEST_F(Upgrade, FileThatCannotBeReadInOnePassLeavesThatPartitionAsItWas) {
+  for (int read = 0; read < 3; ++read) {
+    flash_poke(kBackup, 0, image_of("old"));
+    fail_call("read", read);
+    EXPECT_EQ(upgrade(upgrade_of("payload")), 0) << read;
+    EXPECT_TRUE(calls_work()) << read;
+    EXPECT_EQ(flash_text(kBackup), "old") << read;
+    EXPECT_EQ(flash_text(kMain), "payload") << read;
+  }
+}
+
 TEST_F(Upgrade, EachPartitionReadsTheFileAfresh) {
   flash_poke(kMain, 0, image_of("old"));
   on_command = [&](const std::string& command) {
@@ -675,6 +714,27 @@ TEST_F(Upgrade, EachPartitionReadsTheFileAfresh) {
   EXPECT_EQ(upgrade(upgrade_of("first")), 0);
   EXPECT_EQ(flash_text(kBackup), "first");
   EXPECT_EQ(flash_text(kMain), "second");
+}
+
+// Both passes read from a pipe that is empty until the first of them has been interrupted.
+TEST_F(Upgrade, ReadingGoesOnAfterASignal) {
+  ASSERT_EQ(mkfifo(up().c_str(), 0600), 0);
+  const int pipe = open(up().c_str(), O_RDWR);  // keeps what is in it between the passes
+  struct sigaction interrupts = {}, old = {};
+  interrupts.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &interrupts, &old);
+  const long reads = calls_made("read");
+  std::thread other([&, reader = pthread_self()] {
+    while (calls_made("read") < reads + 2) pthread_kill(reader, SIGUSR1);
+    const std::string file = upgrade_of("payload");
+    for (int pass = 0; pass < 2; ++pass)
+      EXPECT_EQ(write(pipe, file.data(), file.size()), static_cast<ssize_t>(file.size()));
+  });
+  EXPECT_EQ(qmibtree_upgrade_config(up().c_str()), 0);
+  other.join();
+  close(pipe);
+  sigaction(SIGUSR1, &old, nullptr);
+  expect_flash(partition(image_of("payload")), partition(image_of("payload")));
 }
 
 TEST_F(Upgrade, FileIsClosedBeforeThePartitionIsErased) {
@@ -714,6 +774,32 @@ TEST_F(Upgrade, MainThatGoesMissingAfterItsEraseIsMinusOne) {
   };
   EXPECT_EQ(upgrade(upgrade_of("payload")), -1);
   EXPECT_EQ(commands, (Commands{kEraseBackup, kEraseMain}));
+}
+
+// What fails while the second partition, main, is written: calls of the same kind before it are the
+// backup's, and those for its own header.
+TEST_F(Upgrade, MainThatCannotBeOpenedForItsTextIsMinusOneWithItsHeaderAlone) {
+  fail_call("fopen", 3);
+  EXPECT_EQ(upgrade(upgrade_of("payload")), -1);
+  EXPECT_TRUE(calls_work());
+  EXPECT_EQ(commands, (Commands{kEraseBackup, kEraseMain}));
+  expect_flash(partition(header_of(QMIBTREE_NVRAM_MAGIC, 7)), partition(image_of("payload")));
+}
+
+class UpgradeText : public Upgrade, public ::testing::WithParamInterface<FailingCall> {};
+
+INSTANTIATE_TEST_SUITE_P(ThatCannotBe, UpgradeText,
+                         ::testing::Values(FailingCall{"Positioned", "fseek", 1},
+                                           FailingCall{"WrittenWhole", "fwrite", 3},
+                                           FailingCall{"Closed", "fclose", 3}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(UpgradeText, IsMinusOneAndMainErasedAgain) {
+  fail_call(GetParam().call, GetParam().good);
+  EXPECT_EQ(upgrade(upgrade_of("payload")), -1);
+  EXPECT_TRUE(calls_work());
+  EXPECT_EQ(commands, (Commands{kEraseBackup, kEraseMain, kEraseMain}));
+  expect_flash(kErased, partition(image_of("payload")));
 }
 
 // A device can be short of the text by more than a stream buffers, or by less.

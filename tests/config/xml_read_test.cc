@@ -4,8 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "../support/long_text.hh"
 #include "config_fixture.hh"
 #include "qmibtree.h"
+#include "qmibtree_testkit/calls.hh"
 #include "qmibtree_testkit/flash.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
@@ -32,7 +34,7 @@ class XmlRead : public ConfigTest {
   }
 
   House house;
-  Tree tree{house};
+  CheckedTree tree{house};
 };
 
 using Texts = std::vector<std::string>;
@@ -402,7 +404,7 @@ TEST(XmlReadNumber, InstanceNumberInAPathIsCutAtNineCharacters) {
   schema.add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
   schema.add(1, "T.123456789X", QMIBTREE_TYPE_STRING);  // where such a path leads
   schema.add(1, "T.12345678.X", QMIBTREE_TYPE_STRING);
-  Tree tree(schema);
+  CheckedTree tree(schema);
   EXPECT_EQ(load_document(tree.inst,
                           "<R.><T. instance=\"1234567890\"><PARAM name=\"X\">a</PARAM></T.></R.>"),
             QMIBTREE_RC_OK);
@@ -447,7 +449,7 @@ TEST(XmlReadDatetime, DatetimeTextLeavesTheValue) {
   Schema schema;
   schema.add(0, "R.");
   schema.add(1, "At", QMIBTREE_TYPE_DATETIME, QMIBTREE_UID_SAVE);
-  Tree tree(schema);
+  CheckedTree tree(schema);
   const qmibtree_value_t at = datetime_value(86400);
   ASSERT_EQ(qmibtree_write(tree.inst, "R.At", &at, 0), QMIBTREE_RC_OK);
   EXPECT_EQ(load_document(tree.inst, in_root("<PARAM name=\"At\">2010-05-06T07:08:09</PARAM>")),
@@ -539,7 +541,7 @@ TEST_F(XmlRead, SavedAmpersandIsAnErrorBehindWhatWasAppliedBefore) {
   add_instance(tree.inst, "R.Port.");
   ASSERT_EQ(qmibtree_write_strvalue(tree.inst, "R.Port.1.Name", "a&b", 0), QMIBTREE_RC_OK);
 
-  Tree next(house);
+  CheckedTree next(house);
   EXPECT_EQ(load_document(next.inst, document_of(tree.inst)), QMIBTREE_RC_ERROR);
   EXPECT_EQ(read_text(next.inst, "R.Text"), "new");
   EXPECT_EQ(read_text(next.inst, "R.Number"), "6");
@@ -580,7 +582,7 @@ TEST_F(XmlRead, DocumentCutAtAnyByteIsAnErrorAndAppliesWhatIsWhole) {
   const size_t whole_text = text.find("</PARAM>") + 8;
   const size_t whole_name = text.rfind("</PARAM>") + 8;
   for (size_t size = 0; size < text.size(); ++size) {
-    Tree fresh(house);
+    CheckedTree fresh(house);
     ASSERT_EQ(load_document(fresh.inst, text.substr(0, size)), QMIBTREE_RC_ERROR) << size;
     if (size >= whole_text) {
       ASSERT_EQ(read_text(fresh.inst, "R.Text"), "new") << size;
@@ -621,7 +623,7 @@ TEST_F(XmlRead, ParameterAtTheThirtyFirstLevelIsLoaded) {
   Schema deep;
   for (int depth = 0; depth < 30; ++depth) deep.add(depth, "x.");
   deep.add(30, "P", QMIBTREE_TYPE_INT, 0, "1");
-  Tree deep_tree(deep);
+  CheckedTree deep_tree(deep);
   const std::string name = repeated("x.", 30) + "P";
   EXPECT_EQ(load_document(deep_tree.inst, repeated("<x.>", 30) + "<PARAM name=\"P\">2</PARAM>" +
                                               repeated("</x.>", 30)),
@@ -653,7 +655,7 @@ struct LongName : Schema {
 
 TEST_F(XmlRead, PathOf511CharactersIsLoaded) {
   LongName schema(511);
-  Tree long_tree(schema);
+  CheckedTree long_tree(schema);
   EXPECT_EQ(load_document(long_tree.inst, in_root("<PARAM name=\"" + schema.name + "\">2</PARAM>")),
             QMIBTREE_RC_OK);
   EXPECT_EQ(read_text(long_tree.inst, schema.full_name().c_str()), "2");
@@ -661,7 +663,7 @@ TEST_F(XmlRead, PathOf511CharactersIsLoaded) {
 
 TEST_F(XmlRead, PathOf512CharactersIsRefused) {
   LongName schema(512);
-  Tree long_tree(schema);
+  CheckedTree long_tree(schema);
   EXPECT_EQ(load_document(long_tree.inst, in_root("<PARAM name=\"" + schema.name + "\">2</PARAM>")),
             QMIBTREE_RC_ERROR);
   EXPECT_EQ(read_text(long_tree.inst, schema.full_name().c_str()), "1");
@@ -701,6 +703,14 @@ TEST_F(XmlRead, ElementOfTooLongAPathHasNoEffectOnTheOneAroundIt) {
   EXPECT_EQ(tree.node("R.Port.")->flags, 0u);
 }
 
+TEST_F(XmlRead, AttributesBehindTooLongANameAreNotLookedAt) {
+  EXPECT_EQ(load(in_root("<Port.><x name=\"" + std::string(600, 'n') +
+                         "\" instance=\"3\" notification=\"2\"/></Port.>")),
+            QMIBTREE_RC_ERROR);
+  EXPECT_EQ(instances("R.Port."), 0);
+  EXPECT_EQ(tree.node("R.Port.")->flags, 0u);
+}
+
 TEST_F(XmlRead, TooLongARootElementIsRefusedThoughItEndsAtOnce) {
   EXPECT_EQ(load("<" + std::string(512, 'n') + "/>"), QMIBTREE_RC_ERROR);
 }
@@ -724,6 +734,23 @@ TEST_F(XmlRead, ValueOfAMillionCharactersIsStoredWhole) {
   const std::string million(1000000, 'v');
   EXPECT_EQ(load(text_param(million)), QMIBTREE_RC_OK);
   EXPECT_EQ(read("R.Text"), million);
+}
+
+// Of such a length the parser would be told the low half: 2^32 and this document's own.
+TEST_F(XmlRead, DocumentOfFourGigabytesIsRefused) {
+  if (sizeof(size_t) == 4) GTEST_SKIP() << "no text is so long";
+  const std::string start = text_param("new");
+  LongText text(start, ' ', (size_t{1} << 32) + start.size());
+  qmibtree_buff_t buff = {text.get(), text.get(), 0, 0};
+  EXPECT_EQ(qmibtree_xml_load(tree.inst, &buff, 0), QMIBTREE_RC_ERROR);
+  EXPECT_EQ(read("R.Text"), "t");
+}
+
+TEST_F(XmlRead, WithoutAParserIsAnError) {
+  fail_call("XML_ParserCreate", 0);
+  EXPECT_EQ(load(text_param("new")), QMIBTREE_RC_ERROR);
+  EXPECT_TRUE(calls_work());
+  EXPECT_EQ(read("R.Text"), "t");
 }
 
 TEST_F(XmlRead, NumbersBeyondTheirTypeAreHarmless) {
@@ -842,7 +869,7 @@ TEST_F(XmlRead, AnyFailedAllocationIsSurvivedAndUnreported) {
   bool struck = true;
   int n = 0;
   for (; struck; ++n) {
-    Tree fresh(house);
+    CheckedTree fresh(house);
     fail_allocation_after(n);
     const uint32_t rc = load_document(fresh.inst, text);
     struck = allocations_work();

@@ -39,7 +39,7 @@ class XmlWrite : public ConfigTest {
   }
 
   House house;
-  Tree tree{house};
+  CheckedTree tree{house};
 };
 
 std::string after_declaration(const std::string& lines) { return kDeclaration + lines; }
@@ -546,7 +546,7 @@ TEST(XmlWriteFileSweep, AnyFailedAllocationLeavesAWholeDocumentOrNone) {
   Schema schema;
   schema.add(0, "R.");
   schema.add(1, "Key", QMIBTREE_TYPE_BASE64, QMIBTREE_UID_SAVE);
-  Tree tree(schema);
+  CheckedTree tree(schema);
   const qmibtree_value_t key = base64_value("abcdef", 6);
   ASSERT_EQ(qmibtree_write(tree.inst, "R.Key", &key, 0), QMIBTREE_RC_OK);
   const std::string whole = document_of(tree.inst);

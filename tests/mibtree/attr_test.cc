@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "qmibtree.h"
-#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
 
@@ -31,10 +31,6 @@ class Attr : public ::testing::Test {
     ASSERT_NE(tree.inst, nullptr);
     node = tree.node("A.p");
   }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   uint32_t get(const char* name) {
     uint32_t attr = 0xdead;
@@ -42,9 +38,9 @@ class Attr : public ::testing::Test {
     return attr;
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   qmibtree_node* node = nullptr;
 };
 
@@ -72,6 +68,7 @@ TEST_F(Attr, ReadsAsExactlyOneBitOfEachGroup) {
 TEST_F(Attr, ActiveIsReadBeforePassive) {
   node->flags |= kActive | kPassive;
   EXPECT_EQ(get("A.p"), QMIBTREE_ATTR_NOTIF_ACTIVE | QMIBTREE_ATTR_ACCESS_NONE);
+  tree.leave_unchecked();
 }
 
 TEST_F(Attr, WhatWasReadRestoresTheSameFlags) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "../support/long_text.hh"
 #include "qmibtree.h"
 #include "qmibtree_testkit/heap.hh"
 
@@ -180,6 +181,20 @@ TEST_F(Base64Decode, WithoutMemoryGivesNull) {
   EXPECT_EQ(base64_decode("YWJj", &len), nullptr);
   EXPECT_TRUE(allocations_work());
   EXPECT_EQ(len, 0u);
+}
+
+// The size of a block is a 32-bit word.
+TEST_F(Base64Decode, ATextThatTakesMoreThanAWordCountsIsRefusedBeforeAllocating) {
+  if (sizeof(size_t) == 4) GTEST_SKIP() << "no text is so long";
+  constexpr size_t kLongest = 5726623059;  // three quarters and the NUL make 2^32 - 1
+  for (const size_t length : {kLongest, kLongest + 1}) {
+    LongText text("", 'A', length);
+    uint32_t len = 7;
+    fail_allocation_after(0);
+    EXPECT_EQ(base64_decode(text.get(), &len), nullptr);
+    EXPECT_EQ(allocations_work(), length == kLongest);
+    EXPECT_EQ(len, 0u);
+  }
 }
 
 TEST_F(Base64Decode, AllocatesUnderItsTag) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -49,18 +50,14 @@ class Compare : public ::testing::Test {
     ASSERT_EQ(qmibtree_write(tree.inst, "A.k", &bytes, 0), 0u);
     ASSERT_EQ(qmibtree_write(tree.inst, "A.d", &time, 0), 0u);
   }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   uint32_t compare(const char* name, const qmibtree_value_t& value, uint32_t flags = 0) {
     return qmibtree_compare(tree.inst, name, &value, flags);
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
 };
 
 TEST_F(Compare, AnEqualValueOfEveryTypeGivesOk) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -54,10 +55,6 @@ class Dump : public ::testing::Test {
     ASSERT_NE(tree.inst, nullptr);
     schema.record(kDynamic).get_fn = get;
   }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   void add_instance() {
     uint32_t number = 0;
@@ -77,9 +74,9 @@ class Dump : public ::testing::Test {
     });
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
 };
 
 const char* const kListing =
@@ -107,7 +104,7 @@ TEST_F(Dump, AnObjectAndItsParameterAreTwoLines) {
   Schema small;
   small.add(0, "A.");
   small.add(1, "x", QMIBTREE_TYPE_INT, 0, "5");
-  Tree small_tree(small);
+  CheckedTree small_tree(small);
   ASSERT_NE(small_tree.inst, nullptr);
   EXPECT_EQ(render([&](qmibtree_buff_t* buff) {
               return qmibtree_dump(small_tree.inst, nullptr, buff, 99, qmibtree_dump_dbg, nullptr);
@@ -161,7 +158,7 @@ TEST_F(Dump, ADeepTreeIsListedWhole) {
     name += "x.";
     expected += "\n" + std::string(static_cast<size_t>(depth), ' ') + "+" + name;
   }
-  Tree deep_tree(deep);
+  CheckedTree deep_tree(deep);
   ASSERT_NE(deep_tree.inst, nullptr);
   EXPECT_EQ(render([&](qmibtree_buff_t* buff) {
               return qmibtree_dump(deep_tree.inst, nullptr, buff, 99, qmibtree_dump_dbg, nullptr);

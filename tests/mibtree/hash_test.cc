@@ -46,6 +46,12 @@ TEST(HashCreate, GivesAnEmptyIndex) {
 
 TEST(HashCreate, WithoutBucketsGivesNull) { EXPECT_EQ(qmibtree_hash_create(0, 0), nullptr); }
 
+TEST(HashCreate, MoreBucketsThanAnAddressReachesAreNotAllocated) {
+  fail_allocation_after(0);
+  EXPECT_EQ(qmibtree_hash_create(0, UINT32_MAX), nullptr);
+  EXPECT_EQ(allocations_work(), sizeof(void*) > 4);
+}
+
 TEST(HashCreate, WithoutMemoryGivesNull) {
   fail_allocation_after(0);
   EXPECT_EQ(qmibtree_hash_create(0, 5000), nullptr);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -97,7 +98,7 @@ TEST(SchemaBlock, IsATagANumberAndTheRecords) {
 }
 
 TEST_F(Init, TakesTagNumberAndRecordsFromTheSchema) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_NE(tree.inst, nullptr);
   EXPECT_EQ(tree.inst->schema_tag, schema_.block()->schema_tag);
   EXPECT_EQ(tree.inst->uidinfo_num, 6u);
@@ -105,7 +106,7 @@ TEST_F(Init, TakesTagNumberAndRecordsFromTheSchema) {
 }
 
 TEST_F(Init, MakesIndexesAndAnEmptyQueue) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_NE(tree.inst, nullptr);
   EXPECT_EQ(tree.inst->name_hash->kind, 0u);
   EXPECT_EQ(tree.inst->name_hash->size, 5000u);
@@ -117,7 +118,7 @@ TEST_F(Init, MakesIndexesAndAnEmptyQueue) {
 }
 
 TEST_F(Init, BuildsTheTreeFromRecordZero) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_NE(tree.inst, nullptr);
   EXPECT_EQ(tree.inst->root, tree.node("A."));
   EXPECT_EQ(tree.inst->root->uidinfo->uid, 0u);
@@ -126,7 +127,7 @@ TEST_F(Init, BuildsTheTreeFromRecordZero) {
 
 TEST_F(Init, AllocatesInstanceIndexesAndQueueBeforeTheTree) {
   allocation_tags();
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   strings tags = allocation_tags();
   ASSERT_GT(tags.size(), 5u);
   tags.resize(5);
@@ -135,7 +136,7 @@ TEST_F(Init, AllocatesInstanceIndexesAndQueueBeforeTheTree) {
 }
 
 TEST_F(Init, NeitherWritesNorQueuesNorMarksTheDefaults) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_NE(tree.inst, nullptr);
   EXPECT_TRUE(changes().empty());
   EXPECT_EQ(tree.inst->notif->num, 0u);
@@ -155,7 +156,7 @@ TEST_F(Init, ARefusingGetHookGivesNull) {
 }
 
 TEST_F(Init, TwoTreesMayShareASchema) {
-  Tree one(schema_), other(schema_);
+  CheckedTree one(schema_), other(schema_);
   ASSERT_NE(one.inst, nullptr);
   ASSERT_NE(other.inst, nullptr);
   const qmibtree_value_t value = string_value("other");
@@ -167,7 +168,7 @@ TEST_F(Init, TwoTreesMayShareASchema) {
 // Only a failed unique-id index (the third allocation) and failed copies of values are survived.
 TEST_F(Init, AFailedAllocationAnywhereLeavesNothingBehind) {
   allocation_tags();
-  { Tree whole(schema_); }
+  { CheckedTree whole(schema_); }
   const strings tags = allocation_tags();
   for (size_t n = 0; n < tags.size(); ++n) {
     g_calls.clear();
@@ -203,7 +204,7 @@ uint32_t count_call(qmibtree_inst_t*, qmibtree_node*, void* calls) {
 
 TEST_F(Init, WithoutAUniqueIdIndexOperationsByIdFindNothing) {
   fail_allocation_after(2);
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_TRUE(allocations_work());
   ASSERT_NE(tree.inst, nullptr);
   EXPECT_EQ(tree.inst->uid_hash, nullptr);
@@ -216,7 +217,7 @@ TEST_F(Init, WithoutAUniqueIdIndexOperationsByIdFindNothing) {
 
 TEST_F(Init, WithoutAUniqueIdIndexInstancesComeAndGo) {
   fail_allocation_after(2);
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_TRUE(allocations_work());
   ASSERT_NE(tree.inst, nullptr);
   uint32_t number = 0;
@@ -245,9 +246,9 @@ TEST_F(Destroy, TakesInstancesAndPendingEventsAlong) {
 
 TEST_F(Destroy, LeavesTheSchemaForAnotherTree) {
   const qmibtree_uidinfo_t before = schema_.record(1);
-  { Tree tree(schema_); }
+  { CheckedTree tree(schema_); }
   EXPECT_EQ(std::memcmp(&before, &schema_.record(1), sizeof before), 0);
-  Tree again(schema_);
+  CheckedTree again(schema_);
   EXPECT_NE(again.inst, nullptr);
 }
 
@@ -256,7 +257,7 @@ uint32_t first_set(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t*) {
 }
 
 TEST_F(RegUidinfo, NeedsATreeAndARecord) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   const qmibtree_uidinfo_t record = {};
   const uint32_t flags = schema_.record(1).flags;
   EXPECT_EQ(qmibtree_reg_uidinfo(nullptr, 1, &record), QMIBTREE_RC_ERROR);
@@ -266,7 +267,7 @@ TEST_F(RegUidinfo, NeedsATreeAndARecord) {
 }
 
 TEST_F(RegUidinfo, AnIdWithoutARecordSucceedsAndChangesNothing) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   const size_t size = schema_.size() * sizeof(qmibtree_uidinfo_t);
   std::string before(reinterpret_cast<const char*>(&schema_.record(0)), size);
   qmibtree_uidinfo_t record = {};
@@ -280,7 +281,7 @@ TEST_F(RegUidinfo, AnIdWithoutARecordSucceedsAndChangesNothing) {
 }
 
 TEST_F(RegUidinfo, TakesTheFlagsOverAlways) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   qmibtree_uidinfo_t record = {};
   record.flags = QMIBTREE_UID_SAVE;
   EXPECT_EQ(qmibtree_reg_uidinfo(tree.inst, 1, &record), 0u);
@@ -291,7 +292,7 @@ TEST_F(RegUidinfo, TakesTheFlagsOverAlways) {
 }
 
 TEST_F(RegUidinfo, NodesKeepTheirFlags) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   const qmibtree_uidinfo_t record = {};
   qmibtree_reg_uidinfo(tree.inst, 1, &record);
   EXPECT_EQ(tree.node("A.S")->flags, QMIBTREE_NODE_PARAM | QMIBTREE_NODE_NOTIF_ACTIVE);
@@ -360,7 +361,7 @@ TEST_F(RegUidinfo, EachHookIsTakenOverForItself) {
 }
 
 TEST_F(RegUidinfo, TakesNothingElseOver) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   qmibtree_uidinfo_t expected = schema_.record(5);
   qmibtree_uidinfo_t record;
   std::memset(&record, 0x5a, sizeof record);
@@ -375,7 +376,7 @@ TEST_F(RegUidinfo, TakesNothingElseOver) {
 }
 
 TEST_F(RegUidinfo, NodesThatExistSeeTheNewHooks) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   qmibtree_uidinfo_t record = {};
   record.set_fn = first_set;
   qmibtree_reg_uidinfo(tree.inst, 1, &record);
@@ -387,7 +388,7 @@ TEST_F(GlobalStatus, IsZeroAtLoadAndLeftToTheHost) {
   EXPECT_EQ(qmibtree_global_status, 0u);
   qmibtree_global_status = 7;
   {
-    Tree tree(schema_);
+    CheckedTree tree(schema_);
     qmibtree_write_strvalue(tree.inst, "A.S", "other", QMIBTREE_WRITE_APPLY);
   }
   EXPECT_EQ(qmibtree_global_status, 7u);
@@ -473,7 +474,7 @@ const by_name kByName[] = {
 class ByName : public InstTest, public testing::WithParamInterface<by_name> {};
 
 TEST_P(ByName, AnUnknownNameDoesNothing) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   ASSERT_NE(tree.inst, nullptr);
   const std::string before = document_of(tree.inst);
   for (const char* name : {"A.Nowhere", "A", "A.S.", "a.s", ""}) {
@@ -489,7 +490,7 @@ INSTANTIATE_TEST_SUITE_P(, ByName, testing::ValuesIn(kByName),
                          [](const auto& tested) { return tested.param.function; });
 
 TEST_F(Init, TextForAnObjectIsNotAllowed) {
-  Tree tree(schema_);
+  CheckedTree tree(schema_);
   EXPECT_EQ(qmibtree_write_strvalue(tree.inst, "A.O.", "other", 0), QMIBTREE_RC_NOT_ALLOWED);
 }
 
@@ -546,7 +547,7 @@ class ByPieces : public testing::TestWithParam<by_pieces> {
       schema_.add(1, name->c_str(), QMIBTREE_TYPE_STRING, QMIBTREE_UID_NOTIF_DEFAULT, "other").arg =
           77;
     }
-    tree_ = std::make_unique<Tree>(schema_);
+    tree_ = std::make_unique<CheckedTree>(schema_);
     ASSERT_NE(tree_->inst, nullptr);
   }
 
@@ -565,7 +566,7 @@ class ByPieces : public testing::TestWithParam<by_pieces> {
   const std::string longest_ = std::string(211, 's');
   const std::string shorter_ = std::string(209, 's') + "t";
   Schema schema_;
-  std::unique_ptr<Tree> tree_;
+  std::unique_ptr<CheckedTree> tree_;
 };
 
 TEST_P(ByPieces, FindsAJoinedName) { EXPECT_EQ(call(shorter_), GetParam().found); }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "qmibtree.h"
-#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/schema.hh"
 
 using namespace qmibtree_testkit;
@@ -43,10 +43,6 @@ using Names = std::vector<std::string>;
 class Lookup : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_NE(tree.inst, nullptr); }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   void add(const char* name, int times = 1) {
     for (; times > 0; --times) {
@@ -55,9 +51,9 @@ class Lookup : public ::testing::Test {
     }
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   Visits visits;
 };
 
@@ -90,7 +86,7 @@ TEST_F(Lookup, AJoinedNameIsCutTo511Characters) {
   const std::string name = prefix + suffix;
   Schema long_names;
   long_names.add(0, name.c_str()).arg = 5;
-  Tree long_tree(long_names);
+  CheckedTree long_tree(long_names);
   ASSERT_NE(long_tree.inst, nullptr);
   for (const char* excess : {"", "x", "excess"}) {
     const std::string rest = suffix + excess;
@@ -104,7 +100,7 @@ TEST_F(Lookup, ANameOf512CharactersIsFoundWholeButNotJoined) {
   const std::string name(512, 'n');
   Schema long_names;
   long_names.add(0, name.c_str());
-  Tree long_tree(long_names);
+  CheckedTree long_tree(long_names);
   ASSERT_NE(long_tree.inst, nullptr);
   EXPECT_EQ(qmibtree_find_node_by_name(long_tree.inst, name.c_str()), long_tree.inst->root);
   EXPECT_EQ(qmibtree_find_node_by_name_v2(long_tree.inst, name.c_str(), ""), nullptr);
@@ -209,7 +205,7 @@ TEST_F(Lookup, AnIdHiddenByOneOf2000MoreIsNotFound) {
     names[i] = "p" + std::to_string(i + 1);
     crowded.add(1, names[i].c_str(), QMIBTREE_TYPE_BOOL);
   }
-  Tree crowded_tree(crowded);
+  CheckedTree crowded_tree(crowded);
   ASSERT_NE(crowded_tree.inst, nullptr);
   EXPECT_EQ(qmibtree_lookup(crowded_tree.inst, nullptr, 5, visit, &visits), 0u);
   EXPECT_EQ(visits.names, Names{});

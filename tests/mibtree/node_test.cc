@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -144,7 +145,7 @@ class NodeTest : public testing::Test {
 
   // False when there is no tree.
   bool build() {
-    tree_ = std::make_unique<Tree>(schema_);
+    tree_ = std::make_unique<CheckedTree>(schema_);
     return tree_->inst != nullptr;
   }
 
@@ -169,7 +170,7 @@ class NodeTest : public testing::Test {
   const int blocks_before_ = live_blocks();
   int leaked_ = 0;
   Schema schema_;
-  std::unique_ptr<Tree> tree_;
+  std::unique_ptr<CheckedTree> tree_;
 };
 
 using NodeBuild = NodeTest;
@@ -234,7 +235,7 @@ TEST_F(NodeBuild, AChainEndsAtANegativeIdAndAtOnePastTheSchema) {
     schema.add(0, "A.").next_uid = end;
     schema.add(1, "O.").child_uid = end;
     schema.record(1).next_uid = end;
-    Tree tree(schema);
+    CheckedTree tree(schema);
     ASSERT_NE(tree.inst, nullptr) << end;
     EXPECT_EQ(tree.inst->root->childnum, 1u) << end;
     EXPECT_EQ(tree.node("A.O.")->childnum, 0u) << end;
@@ -255,7 +256,7 @@ TEST_F(NodeBuild, TypesTwoToSevenMakeParameters) {
     schema.add(0, "A.");
     schema.add(1, "X.", each.type, 0, "1");
     schema.add(2, "Below", QMIBTREE_TYPE_INT);
-    Tree tree(schema);
+    CheckedTree tree(schema);
     ASSERT_NE(tree.inst, nullptr) << each.type;
     const qmibtree_node* const made = tree.node("A.X.");
     EXPECT_EQ(made->flags, each.parameter ? QMIBTREE_NODE_PARAM : 0u) << each.type;
@@ -357,6 +358,7 @@ TEST_F(NodeBuild, AnInstanceTakesTheNumberInItsTemplate) {
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->instance, 12u);
   EXPECT_STREQ(made->fullName, "A.T.12.");
+  tree_->leave_unchecked();
 }
 
 TEST_F(NodeBuild, OneIdFindsInstancesNewestFirstAndThenTheTemplate) {
@@ -425,6 +427,19 @@ TEST_F(NodeBuild, TheFlagsCountAsTheCreateHookLeavesThem) {
   ASSERT_TRUE(build());
   EXPECT_EQ(node("A.P")->value.type, 0u);
   EXPECT_EQ(node("A.P")->default_value.type, 0u);
+  tree_->leave_unchecked();
+}
+
+TEST_F(NodeBuild, AParameterWhoseTypeHasNoOperationsTakesNoDefault) {
+  add(0, "A.");
+  add(1, "O.", QMIBTREE_TYPE_OBJECT, 0, "5");
+  g_on_create = [](qmibtree_inst_t*, qmibtree_node* made) {
+    if (made->parent) made->flags |= QMIBTREE_NODE_PARAM;
+  };
+  ASSERT_TRUE(build());
+  EXPECT_EQ(node("A.O.")->value.type, 0u);
+  EXPECT_EQ(node("A.O.")->default_value.type, 0u);
+  tree_->leave_unchecked();
 }
 
 TEST_F(NodeNames, AFullNameIsThePlainConcatenation) {
@@ -824,6 +839,7 @@ TEST_F(NodeRemoval, TellsOfInstancesButNotOfTheirTemplate) {
   remove("A.T.");
   EXPECT_EQ(g_calls, (strings{"destroy A.T.1.P", "destroy A.T.1.O.Q", "destroy A.T.1.O.",
                               "destroy A.T.1."}));
+  tree_->leave_unchecked();
 }
 
 TEST_F(NodeRemoval, NothingIsGoneWhileTheHooksRun) {
@@ -919,6 +935,7 @@ TEST_F(NodeRemoval, TheLastNumberIsTheLargestWhereverItStands) {
   remove("A.T.1.");
   EXPECT_EQ(children_of("A.T."), (strings{"2.", "3.", "2."}));
   EXPECT_EQ(parent->last_instance, 3u);
+  tree_->leave_unchecked();
 }
 
 TEST_F(NodeRemoval, RemovingDoesNotCountAsADeletion) {
@@ -935,6 +952,7 @@ TEST_F(NodeRemoval, AChildOfAPlainObjectMayGo) {
   remove("A.Last");
   EXPECT_EQ(children_of("A."), strings{"T."});
   EXPECT_EQ(inst()->root->last_child, node("A.T."));
+  tree_->leave_unchecked();
 }
 
 TEST_F(NodeBuild, ARecordIsFoundByItsId) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/schema.hh"
 
@@ -29,10 +30,7 @@ class Notif : public testing::Test {
     }
   }
 
-  void TearDown() override {
-    qmibtree_notif_destroy(queue_);
-    EXPECT_EQ(live_blocks(), blocks_before_);
-  }
+  void TearDown() override { qmibtree_notif_destroy(queue_); }
 
   qmibtree_node* node(size_t index) { return &nodes_[index]; }
   void add(size_t index) { qmibtree_notif_add_event(queue_, node(index)); }
@@ -52,7 +50,7 @@ class Notif : public testing::Test {
     return indexes;
   }
 
-  const int blocks_before_ = live_blocks();
+  LeakCheck leaks;
   qmibtree_notif_t* queue_ = nullptr;
   qmibtree_uidinfo_t plain_ = {};
   qmibtree_uidinfo_t forced_ = {};
@@ -326,22 +324,17 @@ class TreeEvents : public testing::Test {
     schema_.add(1, "Off", QMIBTREE_TYPE_INT, 0, "0");
     schema_.add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
     schema_.add(2, "P", QMIBTREE_TYPE_INT, QMIBTREE_UID_NOTIF_FORCED, "0");
-    tree_ = std::make_unique<Tree>(schema_);
+    tree_ = std::make_unique<CheckedTree>(schema_);
     ASSERT_NE(tree_->inst, nullptr);
-  }
-
-  void TearDown() override {
-    tree_.reset();
-    EXPECT_EQ(live_blocks(), blocks_before_);
   }
 
   qmibtree_node* node(const char* name) { return tree_->node(name); }
   void add(const char* name) { qmibtree_notif_add_event(queue(), node(name)); }
   qmibtree_notif_t* queue() { return tree_->inst->notif; }
 
-  const int blocks_before_ = live_blocks();
+  LeakCheck leaks;
   Schema schema_;
-  std::unique_ptr<Tree> tree_;
+  std::unique_ptr<CheckedTree> tree_;
 };
 
 TEST_F(TreeEvents, AddingByNameDeletesTheEvent) {
@@ -361,6 +354,7 @@ TEST_F(TreeEvents, AddingAnEarlierEventByNameDropsTheNewest) {
   EXPECT_EQ(queue()->num, 2u);
   EXPECT_EQ(qmibtree_notif_get_event(queue(), 0), nullptr);
   EXPECT_EQ(qmibtree_notif_get_event(queue(), 1), node("A.P1"));
+  tree_->events = Events::kMayBeGone;
 }
 
 TEST_F(TreeEvents, DeletingByNameDeletesTheEvent) {
@@ -397,6 +391,7 @@ TEST_F(TreeEvents, ANodeThatGoesTakesTheNewestEventAlong) {
   EXPECT_EQ(qmibtree_notif_get_event(queue(), 0), node("A.P0"));
   EXPECT_EQ(qmibtree_notif_get_event(queue(), 1), nullptr);
   EXPECT_EQ(qmibtree_notif_get_event(queue(), 2), node("A.P1"));
+  tree_->events = Events::kMayBeGone;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -61,10 +62,6 @@ class Object : public ::testing::Test {
     ASSERT_NE(tree.inst, nullptr);
     table = tree.node("A.T.");
   }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   uint32_t add(const char* name, uint32_t wish = 0) {
     last = wish;
@@ -92,9 +89,9 @@ class Object : public ::testing::Test {
            " changes=" + std::to_string(tree.inst->obj_changes);
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   qmibtree_node* table = nullptr;
   uint32_t last = 0;  // the number handed in and out by add()
 };

@@ -16,6 +16,7 @@
 
 #include "qmibtree.h"
 #include "qmibtree_testkit/checker.hh"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -542,10 +543,7 @@ class Random : public ::testing::TestWithParam<uint32_t> {
       qmibtree_comp_register(id, 0, nullptr, nullptr, nullptr, nullptr);
     changes().clear();
     decoded.clear();
-  }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
+    tree.events = Events::kMayBeGone;
   }
 
   uint32_t below(uint32_t n) { return static_cast<uint32_t>(generator() % n); }
@@ -865,10 +863,10 @@ class Random : public ::testing::TestWithParam<uint32_t> {
               model.listing(model.root.get()));
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   std::mt19937 generator{GetParam()};
   Schema schema = schema_of_lines();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   Model model;
   std::set<uint32_t> results;  // every result that was expected of the tree
   uint32_t fullest = 0;        // most events queued

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -70,10 +71,6 @@ class Read : public ::testing::Test {
     ASSERT_NE(tree.inst, nullptr);
     schema.record(kDynamic).get_fn = schema.record(kText).get_fn = get;
   }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   uint32_t read(const char* name, uint32_t flags = 0) {
     return qmibtree_read(tree.inst, name, &value, flags);
@@ -87,9 +84,9 @@ class Read : public ::testing::Test {
     EXPECT_TRUE(changes().empty());
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   qmibtree_value_t value = {};
 };
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "qmibtree.h"
-#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
 
@@ -20,18 +20,15 @@ class Reentry : public testing::Test {
     schema.add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
     schema.add(2, "i", QMIBTREE_TYPE_INT, 0, "1");
   }
-  void TearDown() override {
-    on_change() = nullptr;
-    EXPECT_EQ(live_blocks(), blocks_before);
-  }
+  void TearDown() override { on_change() = nullptr; }
 
   enum : uint32_t { kRoot, kString, kTemplate, kInt };
-  const int blocks_before = live_blocks();
+  LeakCheck leaks;
   Schema schema;
 };
 
 TEST_F(Reentry, AValueOfAnotherTypeMayReferToTheTextItReplaces) {
-  Tree tree(schema);
+  CheckedTree tree(schema);
   qmibtree_value_t read = {};
   ASSERT_EQ(qmibtree_read(tree.inst, "A.s", &read, 0), 0u);
   const qmibtree_value_t bytes = base64_value(read.str, 4);
@@ -40,7 +37,7 @@ TEST_F(Reentry, AValueOfAnotherTypeMayReferToTheTextItReplaces) {
 }
 
 TEST_F(Reentry, APartOfATextMayBeWrittenOverIt) {
-  Tree tree(schema);
+  CheckedTree tree(schema);
   qmibtree_value_t part = {};
   ASSERT_EQ(qmibtree_read(tree.inst, "A.s", &part, 0), 0u);
   part.str += 8;
@@ -49,14 +46,14 @@ TEST_F(Reentry, APartOfATextMayBeWrittenOverIt) {
 }
 
 TEST_F(Reentry, AValueWithoutATypeLeavesAText) {
-  Tree tree(schema);
+  CheckedTree tree(schema);
   const qmibtree_value_t none = {};
   EXPECT_EQ(qmibtree_write(tree.inst, "A.s", &none, 0), 0u);
   EXPECT_EQ(read_text(tree.inst, "A.s"), "text of eight and more");
 }
 
 TEST_F(Reentry, TheCallbackMayDeleteTheInstanceItWasToldOf) {
-  Tree tree(schema);
+  CheckedTree tree(schema);
   for (int i = 0; i < 3; ++i) {
     uint32_t number = 0;
     ASSERT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
@@ -74,7 +71,7 @@ TEST_F(Reentry, AnInstanceAddedByACreateHookHasANumberOfItsOwn) {
     uint32_t second = 0;
     return node->instance == 1 ? qmibtree_add_object(inst, "A.T.", &second, 0, 255) : 0u;
   };
-  Tree tree(schema);
+  CheckedTree tree(schema);
   uint32_t number = 0;
   EXPECT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
   EXPECT_EQ(number, 1u);
@@ -88,7 +85,7 @@ TEST_F(Reentry, ACreateHookMayWriteAnotherTypeBeforeTheDefaultComes) {
     const qmibtree_value_t text = string_value("early");
     return qmibtree_write_by_node(inst, node, &text, 0);
   };
-  Tree tree(schema);
+  CheckedTree tree(schema);
   uint32_t number = 0;
   EXPECT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
   EXPECT_EQ(read_text(tree.inst, "A.T.1.i"), "1");
@@ -112,7 +109,7 @@ TEST_F(Reentry, TheRootIsNotFoundWhileTheTreeIsBuilt) {
     dumped = qmibtree_dump(inst, nullptr, nullptr, 9, qmibtree_dump_dbg, nullptr);
     return 0u;
   };
-  Tree tree(schema);
+  CheckedTree tree(schema);
   EXPECT_EQ(looped, QMIBTREE_RC_NOT_FOUND);
   EXPECT_EQ(dumped, QMIBTREE_RC_NOT_FOUND);
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/calls.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 
@@ -114,6 +115,16 @@ TEST_F(DatetimeValue, RendersTheCalendarForm) {
 TEST_F(DatetimeValue, RendersUtcWhateverTheZone) {
   set_zone("WEST5");
   EXPECT_EQ(text_of(datetime_value(0)), "1970-01-01T00:00:00");
+}
+
+TEST_F(DatetimeValue, WithoutACalendarFormNothingIsRendered) {
+  char text[] = "before";
+  qmibtree_buff_t buff = {text, text, sizeof text, sizeof text};
+  const qmibtree_value_t value = datetime_value(0);
+  fail_call("gmtime_r", 0);
+  EXPECT_EQ(fn_->to_buff(&value, &buff), QMIBTREE_RC_ERROR);
+  EXPECT_TRUE(calls_work());
+  EXPECT_STREQ(text, "before");
 }
 
 TEST_F(DatetimeValue, DoesNotRenderIntoAFullBuffer) {

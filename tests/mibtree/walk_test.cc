@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "qmibtree.h"
-#include "qmibtree_testkit/heap.hh"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/schema.hh"
 
 using namespace qmibtree_testkit;
@@ -61,10 +61,6 @@ uint32_t trace(qmibtree_inst_t* inst, qmibtree_node* node, void* ctx, int32_t le
 class Walk : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_NE(tree.inst, nullptr); }
-  void TearDown() override {
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
-  }
 
   void add_instances(std::initializer_list<uint32_t> wishes) {
     for (uint32_t number : wishes)
@@ -75,9 +71,9 @@ class Walk : public ::testing::Test {
     return qmibtree_dump(tree.inst, name, nullptr, depth, trace, &record);
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
   Record record;
 };
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qmibtree.h"
+#include "qmibtree_testkit/guards.hh"
 #include "qmibtree_testkit/heap.hh"
 #include "qmibtree_testkit/host.hh"
 #include "qmibtree_testkit/schema.hh"
@@ -97,8 +98,6 @@ class Write : public ::testing::Test {
   void TearDown() override {
     running = nullptr;
     on_change() = nullptr;
-    tree.destroy();
-    EXPECT_EQ(live_blocks(), live);
   }
 
   // Forgets the marks, events and calls so far; values and flags stay.
@@ -129,9 +128,9 @@ class Write : public ::testing::Test {
     return host.answer();
   }
 
-  const int live = live_blocks();
+  LeakCheck leaks;
   Schema schema = outline();
-  Tree tree{schema};
+  CheckedTree tree{schema};
 };
 
 // Access.
@@ -522,7 +521,7 @@ TEST_F(Write, JoinedNamesAreCutTo511Characters) {
   Schema long_names;
   long_names.add(0, object.c_str());
   long_names.add(1, parameter.c_str(), QMIBTREE_TYPE_INT, QMIBTREE_UID_NOTIF_DEFAULT, "5");
-  Tree long_tree(long_names);
+  CheckedTree long_tree(long_names);
   ASSERT_NE(long_tree.inst, nullptr);
   const qmibtree_value_t six = int_value(6);
   qmibtree_value_t read = {};
@@ -761,7 +760,7 @@ TEST_P(WriteWithoutMemory, SucceedsAndLeavesNothingBehind) {
   for (int n = 0;; ++n) {
     SCOPED_TRACE(n);
     ASSERT_LT(n, 20);
-    Tree fresh(schema);
+    CheckedTree fresh(schema);
     ASSERT_NE(fresh.inst, nullptr);
     const qmibtree_value_t old = base64_value("old", 3);
     ASSERT_EQ(qmibtree_write(fresh.inst, "A.k", &old, 0), 0u);

@@ -75,7 +75,7 @@ EXPECTED
 fields libqmibtree-dev
 expect_same 'fields of libqmibtree-dev' <<EXPECTED
 Architecture: $arch
-Depends: libqmibtree1 (= $version), libexpat1-dev
+Depends: libqmibtree1 (= $version), libexpat1-dev, libc6, libgcc-s1, libstdc++6
 Maintainer: qmibtree maintainers <maintainers@localhost>
 Package: libqmibtree-dev
 Priority: optional
@@ -84,7 +84,12 @@ Version: $version
 EXPECTED
 files libqmibtree-dev
 expect_same 'files of libqmibtree-dev' <<EXPECTED
+-rwxr-xr-x root/root ./usr/bin/flashsim
 -rw-r--r-- root/root ./usr/include/qmibtree.h
+$(cd "$source/testkit/include" && printf -- '-rw-r--r-- root/root ./usr/include/%s\n' qmibtree_testkit/*.hh)
+-rw-r--r-- root/root ./usr/lib/flashsim/libflashsim.so
+-rwxr-xr-x root/root ./usr/lib/flashsim/mtd
+-rwxr-xr-x root/root ./usr/lib/flashsim/zorem_cfg
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeConfig.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeConfigVersion.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeSchema.cmake
@@ -92,7 +97,9 @@ expect_same 'files of libqmibtree-dev' <<EXPECTED
 -rw-r--r-- root/root ./usr/lib/$multiarch/cmake/qmibtree/qmibtreeTargets.cmake
 -rw-r--r-- root/root ./usr/lib/$multiarch/libqmibtree.a
 lrwxrwxrwx root/root ./usr/lib/$multiarch/libqmibtree.so->$soname
+-rw-r--r-- root/root ./usr/lib/$multiarch/libqmibtree_testkit.a
 -rw-r--r-- root/root ./usr/lib/$multiarch/pkgconfig/qmibtree.pc
+-rw-r--r-- root/root ./usr/lib/$multiarch/pkgconfig/qmibtree_testkit.pc
 -rw-r--r-- root/root ./usr/share/doc/libqmibtree-dev/copyright
 -rw-r--r-- root/root ./usr/share/doc/qmibtree/LICENSE
 EXPECTED

@@ -39,9 +39,12 @@ Platform& platform() {
 
 const pthread_t tester = pthread_self();
 
+// What a sanitizer's start of a thread calls must do without its instructions.
+#define AT_THREAD_START __attribute__((no_sanitize_thread))
+
 // Counts a call. Its error, or 0 when it is to be made. What a thread's own start calls (a
 // sanitizer's does) is not counted.
-int enter(const char* name) {
+AT_THREAD_START int enter(const char* name) {
   if (!pthread_equal(pthread_self(), tester)) return 0;
   platform().calls.emplace_back(name);
   const auto error = platform().errors.find(name);
@@ -49,7 +52,7 @@ int enter(const char* name) {
 }
 
 template <typename Function>
-Function* real(const char* name) {
+AT_THREAD_START Function* real(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
@@ -57,12 +60,12 @@ Function* real(const char* name) {
 
 extern "C" {
 
-int pthread_attr_init(pthread_attr_t* attr) {
+AT_THREAD_START int pthread_attr_init(pthread_attr_t* attr) {
   if (const int error = enter("attr_init")) return error;
   return real<int(pthread_attr_t*)>("pthread_attr_init")(attr);
 }
 
-int pthread_attr_destroy(pthread_attr_t* attr) {
+AT_THREAD_START int pthread_attr_destroy(pthread_attr_t* attr) {
   if (const int error = enter("attr_destroy")) return error;
   return real<int(pthread_attr_t*)>("pthread_attr_destroy")(attr);
 }

@@ -16,8 +16,9 @@ namespace qmibtree_testkit {
 //   fopen, popen, gmtime_r, XML_ParserCreate  null
 //   open, read, fseek, socket, ioctl, stat, fork, system, pclose, ftell  -1
 //   fwrite, fread   half of what is asked for, rounded down
-//   fflush, fclose  EOF; fclose has closed the stream all the same
+//   fflush, fclose  EOF
 //   pthread_create  EAGAIN
+// fclose and pclose have closed the stream all the same.
 const std::vector<std::string>& faultable_calls();
 
 // Lets `n` more calls of the function succeed and fails the one after them, once. One failure at a
@@ -29,6 +30,9 @@ bool calls_work();
 
 // Calls of the function since the program started, failed ones included.
 long calls_made(const std::string& name);
+
+// Calls, of any function, that were made to fail.
+long calls_failed();
 
 }  // namespace qmibtree_testkit
 

@@ -15,6 +15,9 @@ int live_blocks();
 // Counts qmalloc calls since the program started, failed ones included.
 long allocations_made();
 
+// Counts those that were made to fail.
+long allocations_failed();
+
 // Lets `n` more allocations succeed and fails the one after them, once. Calls with size 0
 // do not count.
 void fail_allocation_after(int n);

@@ -17,13 +17,16 @@ namespace qmibtree_testkit {
 
 class Schema {
  public:
-  static constexpr uint32_t kCapacity = 2100;
+  static constexpr uint32_t kCapacity =
+      2100;  // more than a tree can have, to show what comes of it
+  static constexpr int kMaxDepth = 64;
 
   Schema();
 
   // The next record, `depth` levels below the root (0), in tree order: its unique id is the
   // number of records before it. Bounds are as wide as they go, no component owns it. The
-  // reference stays good.
+  // reference stays good. A record that cannot be added, for its depth or as one too many, ends
+  // the program with a message.
   qmibtree_uidinfo_t& add(int depth, const char* name, uint32_t type = QMIBTREE_TYPE_OBJECT,
                           uint32_t flags = 0, const char* defval = nullptr);
 
@@ -38,7 +41,7 @@ class Schema {
     void operator()(qmibtree_schema_t* block) const;
   };
   std::unique_ptr<qmibtree_schema_t, free_block> block_;
-  int32_t last_at_depth_[64];
+  int32_t last_at_depth_[kMaxDepth] = {};
   int last_depth_ = -1;
 };
 
