@@ -779,8 +779,9 @@ QMIBTREE_API uint32_t qmibtree_xml_load_from_file(qmibtree_inst_t* inst, const c
 
 /* Load the configuration at start: from the main partition, else the backup, else
  * the factory default file. After a load from a partition both partitions are
- * rewritten from the tree. The route is traced in /tmp/tobixopen. To be called
- * once, on a tree just built. 0, whichever route it took. */
+ * rewritten from the tree: without what there was no memory for, so that a start
+ * short of memory can lose values for good. The route is traced in /tmp/tobixopen.
+ * To be called once, on a tree just built. 0, whichever route it took. */
 QMIBTREE_API int qmibtree_load_config(qmibtree_inst_t* inst);
 
 /* Save the tree to the main and then the backup partition, each the text first
@@ -801,8 +802,10 @@ QMIBTREE_API int qmibtree_check_nvram(void);
 QMIBTREE_API int qmibtree_download_config(const char* out_path);
 
 /* Write an upgrade file's payload to both partitions, backup first. The running
- * tree is not touched. 0 when the main partition was written whole; -1 when not,
- * or `path` is null. A file that is not a whole upgrade file changes nothing. */
+ * tree is not touched. 0 when the main partition's text was written whole and its
+ * header could be opened (a header's write that falls short is not noticed); -1
+ * when not, or `path` is null. A file that is not a whole upgrade file changes
+ * nothing. */
 QMIBTREE_API int qmibtree_upgrade_config(const char* path);
 
 /* Erase both partitions. The running tree is not touched. The status of the second
