@@ -76,6 +76,7 @@ int32_t qmibtree_comp_fork_and_execl(uint32_t id, const char* path, const char* 
   va_end(counted);
 
   // On the stack: between fork and execve the child must not allocate.
+  // cppcheck-suppress allocaCalled
   auto* const vector = static_cast<char**>(alloca((count + 2) * sizeof(char*)));
   vector[0] = const_cast<char*>(path);
   vector[1] = const_cast<char*>(arg);

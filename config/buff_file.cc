@@ -58,6 +58,6 @@ qmibtree_buff_t* qmibtree_buff_create_from_file(const char* path, int32_t offset
   --buff->left;
   // A short read is not reported: the text ends early, in zeros.
   if (std::fseek(stream.get(), offset, SEEK_SET) == 0)
-    (void)std::fread(buff->start, 1, buff->left, stream.get());
+    (void)!std::fread(buff->start, 1, buff->left, stream.get());
   return buff.release();
 }

@@ -20,7 +20,8 @@ bool write_text(const nvram_partition& partition, const unsigned char* text, uin
   *opened = stream != nullptr;
   if (!stream || std::fseek(stream.get(), qmib::kNvramTextOffset, SEEK_SET) != 0) return false;
   const bool whole = std::fwrite(text, 1, length, stream.get()) == length;
-  return qmib::close_written(std::move(stream)) && whole;
+  const bool closed = qmib::close_written(std::move(stream));
+  return whole && closed;
 }
 
 }  // namespace

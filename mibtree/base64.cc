@@ -45,7 +45,7 @@ uint8_t* decode_group(const char* text, uint8_t* out) {
   uint8_t digits[4];
   for (int i = 0; i < 4; ++i) {
     digits[i] = digit_of(text[i]);
-    if (digits[i] == kInvalid || (digits[i] == kPadding && i < 2)) return nullptr;
+    if (digits[i] == kInvalid || (i < 2 && digits[i] == kPadding)) return nullptr;
   }
   *out++ = static_cast<uint8_t>(digits[0] << 2 | digits[1] >> 4);
   if (digits[2] == kPadding) return out;  // whatever the fourth character is

@@ -33,11 +33,10 @@ uint32_t BKDRHash(const char* str) {
 }
 
 qmibtree_hash_t* qmibtree_hash_create(uint32_t kind, uint32_t size) {
-  constexpr size_t kMaxBuckets = (SIZE_MAX - sizeof(qmibtree_hash_t)) / sizeof(qmibtree_node*);
-  const size_t buckets = size;
-  if (buckets == 0 || buckets > kMaxBuckets) return nullptr;
-  qmib::owned<qmibtree_hash_t> hash = qmib::make_zeroed<qmibtree_hash_t>(
-      "qmibtree_hash_t", sizeof(qmibtree_hash_t) + buckets * sizeof(qmibtree_node*));
+  const uint64_t bytes = sizeof(qmibtree_hash_t) + uint64_t{size} * sizeof(qmibtree_node*);
+  if (size == 0 || bytes > SIZE_MAX) return nullptr;
+  qmib::owned<qmibtree_hash_t> hash =
+      qmib::make_zeroed<qmibtree_hash_t>("qmibtree_hash_t", static_cast<size_t>(bytes));
   if (!hash) return nullptr;
   hash->kind = kind;
   hash->size = size;

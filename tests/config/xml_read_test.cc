@@ -740,7 +740,7 @@ TEST_F(XmlRead, ValueOfAMillionCharactersIsStoredWhole) {
 TEST_F(XmlRead, DocumentOfFourGigabytesIsRefused) {
   if (sizeof(size_t) == 4) GTEST_SKIP() << "no text is so long";
   const std::string start = text_param("new");
-  LongText text(start, ' ', (size_t{1} << 32) + start.size());
+  LongText text(start, ' ', (uint64_t{1} << 32) + start.size());
   qmibtree_buff_t buff = {text.get(), text.get(), 0, 0};
   EXPECT_EQ(qmibtree_xml_load(tree.inst, &buff, 0), QMIBTREE_RC_ERROR);
   EXPECT_EQ(read("R.Text"), "t");

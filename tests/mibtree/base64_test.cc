@@ -186,8 +186,8 @@ TEST_F(Base64Decode, WithoutMemoryGivesNull) {
 // The size of a block is a 32-bit word.
 TEST_F(Base64Decode, ATextThatTakesMoreThanAWordCountsIsRefusedBeforeAllocating) {
   if (sizeof(size_t) == 4) GTEST_SKIP() << "no text is so long";
-  constexpr size_t kLongest = 5726623059;  // three quarters and the NUL make 2^32 - 1
-  for (const size_t length : {kLongest, kLongest + 1}) {
+  constexpr uint64_t kLongest = 5726623059;  // three quarters and the NUL make 2^32 - 1
+  for (const uint64_t length : {kLongest, kLongest + 1}) {
     LongText text("", 'A', length);
     uint32_t len = 7;
     fail_allocation_after(0);

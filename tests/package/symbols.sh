@@ -27,7 +27,9 @@ test -s "$scratch/declared" || { echo "no declaration found in $header" >&2; exi
 expect_same 'symbol map, by the header' "$scratch/declared" "$scratch/mapped"
 expect_same 'exported symbols, by the map' "$scratch/mapped" "$scratch/exported"
 
-readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sed 's/\.so.*//' | sort >"$scratch/needed"
+# The loader is a part of the C library: on Arm and MIPS it holds the word that guards stack frames.
+readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sed 's/\.so.*//; /^ld\(-.*\)*$/d' |
+  sort >"$scratch/needed"
 printf 'libc\nlibexpat\n' >"$scratch/needed_expected"
 expect_same 'NEEDED entries' "$scratch/needed_expected" "$scratch/needed"
 

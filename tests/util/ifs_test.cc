@@ -617,7 +617,7 @@ TEST(IfsNetwork, ALongerNameFindsTheInterfaceOfItsFirst15Characters) {
 // Nobody else uses this loopback interface, so its counters are exact.
 TEST(IfsNetwork, CountersAreThoseOfWhatWasSent) {
   expect_in_a_new_network("5 5 same same", [] {
-    need(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    need(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     need(mount("sysfs", "/sys", "sysfs", 0, nullptr) == 0, "the network's own /sys");
     need(set_up("lo"), "setting lo up");
     const uint32_t tx_packets = ifs_get_stats_txpkts("lo");

@@ -58,7 +58,6 @@ int main(int argc, char** argv) {
   const unsigned long fixed = fixed_part();
   qmibtree_inst_t* inst = qmibtree_init(gateway_schema());
   if (!inst) return 1;
-  hooks_register(inst);
   if (qmibtree_xml_load_from_file(inst, argv[1], 0, 0, 0) != QMIBTREE_RC_OK) return 1;
   uint32_t params = 0;
   uint32_t nodes = 0;
