@@ -187,7 +187,8 @@ class Loading : public HouseScene {
   }
 
  private:
-  // What was traced, in words. A line may be cut: compilers turn the tracing into calls of fwrite.
+  // What was traced, in words. A line may be cut, or gone: compilers turn the tracing into calls of
+  // fwrite, of so many bytes or of one text.
   static std::string route() {
     const std::vector<std::pair<const char*, const char*>> words = {
         {"\n -- check nvram success --\n", "main"},
@@ -201,7 +202,14 @@ class Loading : public HouseScene {
     for (const auto& [line, word] : words)
       if (const size_t at = traced.find(line); at != std::string::npos)
         traced.replace(at, std::string(line).size(), word);
-    return traced.find('\n') == std::string::npos ? traced : "(cut)";
+    const std::set<std::string> routes = {"main save",
+                                          "main broken save",
+                                          "main broken default",
+                                          "no-main backup save",
+                                          "no-main backup default",
+                                          "no-main no-backup default",
+                                          "(missing)"};
+    return routes.count(traced) > 0 ? traced : "(cut)";
   }
 };
 
