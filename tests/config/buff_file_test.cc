@@ -306,6 +306,18 @@ TEST_F(BuffCreateFromFile, LengthTooLargeForABufferGivesNull) {
   EXPECT_EQ(create(folder.write("f", "text"), 0, UINT32_MAX), nullptr);
 }
 
+// The largest is of no use on a 32-bit target, whose `long` it does not fit.
+TEST_F(BuffCreateFromFile, LengthThatJustFitsABufferIsAskedOfTheAllocator) {
+  const std::string path = folder.write("f", "text");
+  const uint32_t largest = UINT32_MAX - sizeof(qmibtree_buff_t) - 1;
+  fail_allocation_after(0);
+  EXPECT_EQ(create(path, 0, largest), nullptr);
+  EXPECT_EQ(allocations_work(), sizeof(long) > 4);
+  fail_allocation_after(0);
+  EXPECT_EQ(create(path, 0, largest + 1), nullptr);
+  EXPECT_FALSE(allocations_work());
+}
+
 TEST_F(BuffCreateFromFile, ReadsADeviceAtAnOffset) {
   flash_reset();
   flash_poke(kMain, 8, "text");
