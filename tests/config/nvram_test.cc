@@ -779,6 +779,9 @@ TEST_F(Upgrade, MainThatGoesMissingAfterItsEraseIsMinusOne) {
 // What fails while the second partition, main, is written: calls of the same kind before it are the
 // backup's, and those for its own header.
 TEST_F(Upgrade, MainThatCannotBeOpenedForItsTextIsMinusOneWithItsHeaderAlone) {
+#ifndef __GLIBC__  // the C++ library is linked in: the calls of the erase's own stream count too
+  GTEST_SKIP() << "the test's own calls cannot be told from the library's";
+#endif
   fail_call("fopen", 3);
   EXPECT_EQ(upgrade(upgrade_of("payload")), -1);
   EXPECT_TRUE(calls_work());
@@ -795,6 +798,9 @@ INSTANTIATE_TEST_SUITE_P(ThatCannotBe, UpgradeText,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_P(UpgradeText, IsMinusOneAndMainErasedAgain) {
+#ifndef __GLIBC__  // the C++ library is linked in: the calls of the erase's own stream count too
+  GTEST_SKIP() << "the test's own calls cannot be told from the library's";
+#endif
   fail_call(GetParam().call, GetParam().good);
   EXPECT_EQ(upgrade(upgrade_of("payload")), -1);
   EXPECT_TRUE(calls_work());

@@ -44,8 +44,11 @@ struct Fault {
 std::vector<Fault> faults() {
   std::vector<Fault> all = {{kMemory, fail_allocation_after, allocations_work},
                             {kNoMoreMemory, fail_allocations_after, allocations_work},
-                            {kPlainMemory, fail_plain_memory, plain_memory_works},
                             {kParserMemory, fail_parser_memory, parser_memory_works}};
+#ifdef __GLIBC__  // elsewhere the C++ library is linked in, and its memory would fail with the
+                  // library's
+  all.push_back({kPlainMemory, fail_plain_memory, plain_memory_works});
+#endif
   for (const std::string& name : faultable_calls())
     all.push_back({name, [name](int n) { fail_call(name, n); }, calls_work});
   return all;
@@ -160,6 +163,12 @@ std::vector<Scenario> scenarios() {
   std::vector<Scenario> all = tree_scenarios();
   for (const auto& some : {store_scenarios(), host_scenarios()})
     all.insert(all.end(), some.begin(), some.end());
+#ifndef __GLIBC__
+  // The stand-in for the commands opens its files by the C++ library, which is linked in here.
+  for (Scenario& each : all)
+    if (std::regex_match(each.name, std::regex("(Download|Upgrade|Clear).*")))
+      each.lacking = "the test's own calls cannot be told from the library's";
+#endif
   return all;
 }
 

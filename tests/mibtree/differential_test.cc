@@ -97,7 +97,7 @@ class Differential : public ::testing::TestWithParam<uint32_t> {
   void write() {
     qmibtree_node* const node = any(plain::nodes(tree->inst));
     if (!(node->flags & QMIBTREE_NODE_PARAM)) return;
-    const char bytes[] = {1, 2, 3, -4};
+    const char bytes[] = {1, 2, 3, '\xfc'};
     const std::vector<qmibtree_value_t> values = {
         int_value(-7),
         uint_value(7),
