@@ -1,0 +1,279 @@
+// The library against peers and floors, on both workloads. The names of the benchmarks are the rows
+// of the tables: WORKLOAD/WHAT/REFERENCE.
+#include <expat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <pugixml.hpp>
+#include <unordered_map>
+
+#include "peers.hh"
+#include "rounds.hh"
+#include "workload.hh"
+
+namespace bench {
+
+std::vector<std::string> segments_of(const std::string& name) {
+  std::vector<std::string> segments(1);
+  for (const char byte : name) {
+    if (byte == '.')
+      segments.emplace_back();
+    else
+      segments.back() += byte;
+  }
+  return segments;
+}
+
+bool is_number(const std::string& segment) {
+  return segment.find_first_not_of("0123456789") == std::string::npos;
+}
+
+namespace {
+
+void expect(uint32_t rc) {
+  if (QMIBTREE_FAILED(rc)) std::abort();
+}
+
+// --- the hash ---
+
+uint32_t plain_hash(const char* text) {
+  uint32_t hash = 0;
+  for (; *text; ++text) hash = hash * 131 + static_cast<uint32_t>(static_cast<signed char>(*text));
+  return hash & 0x7fffffff;
+}
+
+template <typename Hash>
+Side hashing(const Workload& work, Hash hash) {
+  return {[&work, hash] {
+    uint32_t sum = 0;
+    for (const Parameter& parameter : work.parameters) sum += hash(parameter.name.c_str());
+    benchmark::DoNotOptimize(sum);
+  }};
+}
+
+// --- lookups and writes ---
+
+Side finding(const Workload& work, qmibtree_inst_t* inst) {
+  return {[&work, inst] {
+    for (const Parameter& parameter : work.parameters) {
+      const qmibtree_node* const node = qmibtree_find_node_by_name(inst, parameter.name.c_str());
+      benchmark::DoNotOptimize(node->value.u);
+    }
+  }};
+}
+
+using Map = std::unordered_map<std::string, qmibtree_value_t>;
+
+Side finding(const Workload& work, const Map& map) {
+  return {[&work, &map] {
+    for (const Parameter& parameter : work.parameters)
+      benchmark::DoNotOptimize(map.find(parameter.name)->second.u);
+  }};
+}
+
+Side reading(const Workload& work, Peer& peer) {
+  return {[&work, &peer] {
+    for (size_t i = 0; i < work.parameters.size(); ++i) benchmark::DoNotOptimize(peer.read(i));
+  }};
+}
+
+// Every value changes with each pass.
+Side writing(const Workload& work, Peer& peer) {
+  return {[&work, &peer, which = 0]() mutable {
+    which = 1 - which;
+    for (size_t i = 0; i < work.parameters.size(); ++i) peer.write(i, which);
+  }};
+}
+
+struct Records {
+  explicit Records(const Workload& work) {
+    for (int which = 0; which < 2; ++which)
+      for (const Parameter& parameter : work.parameters)
+        values[which].push_back(parameter.values[which].record());
+  }
+  std::vector<qmibtree_value_t> values[2];
+};
+
+Side writing(const Workload& work, const Records& records, qmibtree_inst_t* inst) {
+  return {[&work, &records, inst, which = 0]() mutable {
+            which = 1 - which;
+            for (size_t i = 0; i < work.parameters.size(); ++i)
+              expect(qmibtree_write(inst, work.parameters[i].name.c_str(),
+                                    &records.values[which][i], work.parameters[i].write_flags));
+          },
+          [inst] { qmibtree_notif_cleanup(inst->notif); }};
+}
+
+Tree reporting_tree(const Workload& work) {
+  Tree tree = work.filled_tree();
+  for (const Parameter& parameter : work.parameters)
+    expect(qmibtree_set_attr(tree.get(), parameter.name.c_str(), QMIBTREE_ATTR_NOTIF_ACTIVE));
+  return tree;
+}
+
+// --- documents ---
+
+void ignore_start(void*, const XML_Char*, const XML_Char**) {}
+void ignore_end(void*, const XML_Char*) {}
+void ignore_text(void*, const XML_Char*, int) {}
+
+Side parsing_only(const Workload& work) {
+  return {[&work] {
+    const XML_Parser parser = XML_ParserCreate(nullptr);
+    XML_SetElementHandler(parser, ignore_start, ignore_end);
+    XML_SetCharacterDataHandler(parser, ignore_text);
+    const auto size = static_cast<int>(work.document.size());
+    if (XML_Parse(parser, work.document.data(), size, XML_TRUE) != XML_STATUS_OK) std::abort();
+    XML_ParserFree(parser);
+  }};
+}
+
+extern "C" qmibtree_schema_t* bench_schema(void);
+
+Side loading(const Workload& work, qmibtree_inst_t** tree) {
+  return {[&work, tree] {
+            *tree = qmibtree_init(bench_schema());
+            auto* const text = const_cast<char*>(work.document.c_str());
+            const auto size = static_cast<uint32_t>(work.document.size() + 1);
+            qmibtree_buff_t buff = {text, text, size, size};
+            expect(qmibtree_xml_load(*tree, &buff, 0));
+          },
+          [] {}, [tree] { qmibtree_destroy(*tree); }};
+}
+
+Side saving(qmibtree_inst_t* inst, std::string* text) {
+  return {[inst, text] { save(inst, text); }};
+}
+
+struct Text : pugi::xml_writer {
+  void write(const void* bytes, size_t size) override {
+    text.append(static_cast<const char*>(bytes), size);
+  }
+  std::string text;
+};
+
+Side saving(const pugi::xml_document& document, Text* out) {
+  return {[&document, out] {
+    out->text.clear();
+    document.save(*out);
+  }};
+}
+
+Side copying(const Workload& work, std::string* out) {
+  return {[&work, out] {
+    std::memcpy(out->data(), work.document.data(), work.document.size());
+    benchmark::ClobberMemory();
+  }};
+}
+
+// --- building ---
+
+Side building(const Workload& work, Tree* tree) {
+  return {[&work, tree] { *tree = work.empty_tree(); }, [] {}, [tree] { tree->reset(); }};
+}
+
+Side inserting(const Workload& work, std::unordered_map<std::string, int>* map) {
+  return {[&work, map] {
+            for (const std::string& name : work.nodes) map->emplace(name, 0);
+          },
+          [] {}, [map] { *map = {}; }};
+}
+
+// --- all of them ---
+
+template <typename Run>
+void add(const Workload& work, const std::string& row, Run run) {
+  benchmark::RegisterBenchmark((work.title + "/" + row).c_str(), run)
+      ->Iterations(1)
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+}
+
+void add_rows(const Workload& work) {
+  const size_t count = work.parameters.size();
+  add(work, "hash/byte loop", [&work, count](benchmark::State& state) {
+    compare(state, count, hashing(work, BKDRHash), hashing(work, plain_hash));
+  });
+  add(work, "noise/itself", [&work, count](benchmark::State& state) {
+    const Tree tree = work.filled_tree();
+    compare(state, count, finding(work, tree.get()), finding(work, tree.get()));
+  });
+  add(work, "lookup/unordered_map", [&work, count](benchmark::State& state) {
+    const Tree tree = work.filled_tree();
+    Map map;
+    for (const Parameter& parameter : work.parameters)
+      map[parameter.name] = parameter.values[0].record();
+    compare(state, count, finding(work, tree.get()), finding(work, map));
+  });
+  using Make = std::unique_ptr<Peer> (*)(const Workload&);
+  static constexpr struct {
+    const char* title;
+    Make make;
+  } kPeers[] = {
+      {"libyang", [](const Workload& w) -> std::unique_ptr<Peer> { return make_libyang(w); }},
+      {"libxml2", make_libxml2},
+      {"pugixml", make_pugixml},
+      {"SQLite", make_sqlite},
+  };
+  for (const auto& peer : kPeers) {
+    add(work, std::string("lookup/") + peer.title, [&work, &peer, count](benchmark::State& state) {
+      const Tree tree = work.filled_tree();
+      const std::unique_ptr<Peer> other = peer.make(work);
+      compare(state, count, finding(work, tree.get()), reading(work, *other));
+    });
+    add(work, std::string("write/") + peer.title, [&work, &peer, count](benchmark::State& state) {
+      const Tree tree = reporting_tree(work);
+      const Records records(work);
+      const std::unique_ptr<Peer> other = peer.make(work);
+      compare(state, count, writing(work, records, tree.get()), writing(work, *other));
+    });
+  }
+  add(work, "load/expat", [&work, count](benchmark::State& state) {
+    qmibtree_inst_t* tree = nullptr;
+    compare(state, count, loading(work, &tree), parsing_only(work));
+  });
+  add(work, "load/libyang", [&work, count](benchmark::State& state) {
+    qmibtree_inst_t* tree = nullptr;
+    const std::unique_ptr<Yang> yang = make_libyang(work);
+    compare(state, count, loading(work, &tree),
+            {[&] { yang->parse(); }, [] {}, [&] { yang->discard(); }});
+  });
+  add(work, "save/pugixml", [&work, count](benchmark::State& state) {
+    const Tree tree = work.filled_tree();
+    std::string text;
+    Text out;
+    pugi::xml_document document;
+    if (!document.load_buffer(work.document.data(), work.document.size())) std::abort();
+    compare(state, count, saving(tree.get(), &text), saving(document, &out));
+  });
+  add(work, "save/memcpy", [&work, count](benchmark::State& state) {
+    const Tree tree = work.filled_tree();
+    std::string text, copy = work.document;
+    compare(state, count, saving(tree.get(), &text), copying(work, &copy));
+  });
+  add(work, "build/unordered_map", [&work](benchmark::State& state) {
+    Tree tree;
+    std::unordered_map<std::string, int> map;
+    compare(state, work.nodes.size(), building(work, &tree), inserting(work, &map));
+  });
+}
+
+}  // namespace
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+  const bench::Workload workloads[] = {bench::make_small(), bench::make_large()};
+  for (const bench::Workload& work : workloads) {
+    benchmark::AddCustomContext(work.title, std::to_string(work.parameters.size()) +
+                                                " parameters, " +
+                                                std::to_string(work.nodes.size()) + " nodes, " +
+                                                std::to_string(work.document.size()) + " bytes");
+    bench::add_rows(work);
+  }
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,73 @@
+// Two sides measured against each other, pass by pass, in one run.
+#ifndef BENCH_ROUNDS_HH
+#define BENCH_ROUNDS_HH
+
+#include <benchmark/benchmark.h>
+#include <time.h>
+
+#include <algorithm>
+#include <functional>
+#include <vector>
+
+namespace bench {
+
+// What is measured; `before` and `after` are not.
+struct Side {
+  std::function<void()> run;
+  std::function<void()> before = [] {};
+  std::function<void()> after = [] {};
+};
+
+inline double thread_seconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+inline double seconds_of(const Side& side) {
+  side.before();
+  const double start = thread_seconds();
+  side.run();
+  const double end = thread_seconds();
+  side.after();
+  return end - start;
+}
+
+inline double median(std::vector<double> some) {
+  std::nth_element(some.begin(), some.begin() + static_cast<ptrdiff_t>(some.size() / 2),
+                   some.end());
+  return some[some.size() / 2];
+}
+
+constexpr int kRounds = 15;
+constexpr double kRoundSeconds = 0.02;  // of the slower side
+
+// A benchmark of one iteration: as many passes a round as fill it, reference and library in turn.
+// The counters hold the medians over the rounds, in nanoseconds for each of the `items` of a pass.
+inline void compare(benchmark::State& state, size_t items, const Side& library,
+                    const Side& reference) {
+  for (auto _ : state) {
+    (void)seconds_of(library), (void)seconds_of(reference);  // both are warm
+    const double pass = std::max({seconds_of(library), seconds_of(reference), 1e-7});
+    const int passes = std::max(1, static_cast<int>(kRoundSeconds / pass));
+    std::vector<double> library_seconds, reference_seconds;
+    for (int round = 0; round < kRounds; ++round) {
+      double spent[2] = {};
+      for (int i = 0; i < passes; ++i) {
+        spent[0] += seconds_of(reference);
+        spent[1] += seconds_of(library);
+      }
+      reference_seconds.push_back(spent[0] / passes);
+      library_seconds.push_back(spent[1] / passes);
+    }
+    const double count = static_cast<double>(items);
+    state.SetIterationTime(median(library_seconds));
+    state.counters["library"] = median(library_seconds) / count * 1e9;
+    state.counters["reference"] = median(reference_seconds) / count * 1e9;
+    state.counters["library/reference"] = median(library_seconds) / median(reference_seconds);
+  }
+}
+
+}  // namespace bench
+
+#endif
