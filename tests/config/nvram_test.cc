@@ -9,6 +9,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -397,6 +398,18 @@ TEST_F(Download, StatusOfTheConversionIsIgnored) {
   EXPECT_EQ(download("/tmp/out"), 0);
 }
 
+TEST_F(Download, SourceIsClosedBeforeTheConversionRuns) {
+  flash_poke(kMain, 0, image_of("main text"));
+  const std::filesystem::path source = std::filesystem::canonical(flash_path(kMain));
+  size_t open = 1;
+  on_command = [&](const std::string&) {
+    open = open_files().count(source);
+    return 0;
+  };
+  EXPECT_EQ(download("/tmp/out"), 0);
+  EXPECT_EQ(open, 0u);
+}
+
 TEST_F(Download, WritesWhatTheConversionMakes) {
   flash_poke(kMain, 0, image_of("main text"));
   EXPECT_EQ(download(folder.path("out")), 0);
@@ -611,6 +624,11 @@ TEST_F(Upgrade, EmptyPayloadIsAnUpgrade) {
   expect_flash(partition(image_of("")), partition(image_of("")));
 }
 
+TEST_F(Upgrade, PayloadOfOneByteIsAnUpgrade) {
+  EXPECT_EQ(upgrade(upgrade_of("x")), 0);
+  expect_flash(partition(image_of("x")), partition(image_of("x")));
+}
+
 TEST_F(Upgrade, LongestPayloadFillsThePartition) {
   const std::string payload(65528, 'x');
   EXPECT_EQ(upgrade(upgrade_of(payload)), 0);
@@ -647,6 +665,8 @@ const BadFile kBadFiles[] = {
     {"HeaderShortOfOneByte", upgrade_of("payload").substr(0, 15), true},
     {"OtherMagic", "Zoremcfg" + upgrade_of("payload").substr(8), false},
     {"LastByteOfTheMagic", "zoremcfh" + upgrade_of("payload").substr(8), false},
+    {"OtherMagicBeforeNoPayload", "Zoremcfg" + upgrade_of("").substr(8), false},
+    {"LengthOneTooHighBeforeZeros", upgrade_of(std::string(65529, '\0')), false},
     {"LengthOneTooHigh", upgrade_of(std::string(65529, 'x')), false},
     {"LengthFarTooHigh", with_length(0x7fffffff, "payload"), false},
     {"NegativeLength", with_length(0xffffffff, "payload" + std::string(4, '\0')), false},
@@ -705,6 +725,14 @@ TEST_F(Upgrade, FileThatCannotBeReadInOnePassLeavesThatPartitionAsItWas) {
   }
 }
 
+TEST_F(Upgrade, ZerosOfAPayloadThatCannotBeReadAreNoTrailer) {
+  flash_poke(kBackup, 0, image_of("old"));
+  fail_call("read", 1);
+  EXPECT_EQ(upgrade(upgrade_of(std::string(4, '\0'))), 0);
+  EXPECT_TRUE(calls_work());
+  EXPECT_EQ(flash_text(kBackup), "old");
+}
+
 TEST_F(Upgrade, EachPartitionReadsTheFileAfresh) {
   flash_poke(kMain, 0, image_of("old"));
   on_command = [&](const std::string& command) {
@@ -735,6 +763,13 @@ TEST_F(Upgrade, ReadingGoesOnAfterASignal) {
   close(pipe);
   sigaction(SIGUSR1, &old, nullptr);
   expect_flash(partition(image_of("payload")), partition(image_of("payload")));
+}
+
+TEST_F(Upgrade, EndOfTheFileIsNoInterruption) {
+  const std::string file = folder.write("up", upgrade_of("payload").substr(0, 20));
+  errno = EINTR;  // what some call before left there
+  EXPECT_EQ(qmibtree_upgrade_config(file.c_str()), -1);
+  EXPECT_EQ(commands, Commands{});
 }
 
 TEST_F(Upgrade, FileIsClosedBeforeThePartitionIsErased) {
