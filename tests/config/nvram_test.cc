@@ -5,10 +5,12 @@
 #include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -762,6 +764,27 @@ TEST_F(Upgrade, ReadingGoesOnAfterASignal) {
   other.join();
   close(pipe);
   sigaction(SIGUSR1, &old, nullptr);
+  expect_flash(partition(image_of("payload")), partition(image_of("payload")));
+}
+
+// Each pass reads from a pipe that has the next piece once the one before is taken.
+TEST_F(Upgrade, FileMayComeInPieces) {
+  ASSERT_EQ(mkfifo(up().c_str(), 0600), 0);
+  const int pipe = open(up().c_str(), O_RDWR);
+  const std::string file = upgrade_of("payload");
+  std::atomic<bool> over = false;
+  std::thread other([&] {
+    for (int pass = 0; pass < 2; ++pass)
+      for (size_t at = 0; at < file.size(); at += 3) {
+        const std::string piece = file.substr(at, 3);
+        EXPECT_EQ(write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+        for (int left = 1; left > 0 && !over;) ASSERT_EQ(ioctl(pipe, FIONREAD, &left), 0);
+      }
+  });
+  EXPECT_EQ(qmibtree_upgrade_config(up().c_str()), 0);
+  over = true;
+  other.join();
+  close(pipe);
   expect_flash(partition(image_of("payload")), partition(image_of("payload")));
 }
 

@@ -484,30 +484,32 @@ TEST_F(XmlWriteFile, FailedSecondPassSetsTheCountedLengthAndKeepsTheFile) {
   EXPECT_EQ(printed, "");
 }
 
+int32_t answered = 0;
+
 uint32_t get_growing(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t* value, uint32_t) {
-  static int32_t number = 9;
-  *value = int_value(number++);
+  *value = int_value(answered++);
   return QMIBTREE_RC_OK;
 }
 
 TEST_F(XmlWriteFile, DocumentThatGrowsBetweenThePassesIsExceeded) {
   save({House::kNumber});
   house.record(House::kNumber).flags |= QMIBTREE_UID_DYNAMIC;
-  house.record(House::kNumber).get_fn = get_growing;  // 9, then 10
+  house.record(House::kNumber).get_fn = get_growing;
+  answered = 9;  // then 10
   EXPECT_EQ(dump(folder.path("f"), 0), QMIBTREE_RC_DUMP_EXCEEDED);
   EXPECT_FALSE(folder.has("f"));
 }
 
 uint32_t get_shrinking(qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t* value, uint32_t) {
-  static int32_t number = 10;
-  *value = int_value(number--);
+  *value = int_value(answered--);
   return QMIBTREE_RC_OK;
 }
 
 TEST_F(XmlWriteFile, LengthIsThatOfTheSecondPass) {
   save({House::kNumber});
   house.record(House::kNumber).flags |= QMIBTREE_UID_DYNAMIC;
-  house.record(House::kNumber).get_fn = get_shrinking;  // 10, then 9
+  house.record(House::kNumber).get_fn = get_shrinking;
+  answered = 10;  // then 9
   EXPECT_EQ(dump(folder.path("f"), 0), QMIBTREE_RC_OK);
   EXPECT_EQ(folder.read("f"), after_declaration("<R.>\n"
                                                 "<PARAM name=\"Number\">9</PARAM>\n"

@@ -41,7 +41,7 @@ int device_open_flags(int flags) { return flags & ~(O_CREAT | O_EXCL | O_TRUNC |
 
 static int64_t size_of(int fd, const struct served_file* file) {
   struct stat status;
-  if (fstat(fd, &status) != 0) return 0;
+  if (!file || fstat(fd, &status) != 0) return 0; /* closed meanwhile */
   return file->partition ? faults_device_size(file->partition, status.st_size) : status.st_size;
 }
 
@@ -80,7 +80,7 @@ static int64_t tmp_end(const struct served_file* file) {
 }
 
 static int64_t end_of(int fd, const struct served_file* file) {
-  if (file->partition) return size_of(fd, file);
+  if (!file || file->partition) return size_of(fd, file);
   return strncmp(file->path, "/tmp/", 5) == 0 ? tmp_end(file) : INT64_MAX;
 }
 
@@ -134,6 +134,7 @@ bool device_write_begin(struct device_write* write, int fd, int64_t offset, cons
   const struct served_file* const file = device_file(fd);
   *write = (struct device_write){file, fd, offset, bytes, 0, NULL, false, false};
   write->size = clip(offset, least(size, faults_write_limit()), end_of(fd, file));
+  if (!file) return fail(EBADF);
   if (write->size == 0 && size > 0) return fail(ENOSPC);
   return !file->partition || program(write);
 }
