@@ -13,6 +13,10 @@ struct loader {
   qmibtree_xml_load_ctx_t ctx;
   XML_Parser parser;
   bool stopped;  // the parser still ends an empty element in whose start it was told to stop
+  size_t used;   // length of the path
+  // A bit for each depth: the element open there is known to name an object, and its text is
+  // nothing. Most texts are the line feeds between elements.
+  uint32_t objects;
 };
 
 constexpr int32_t kMaxDepth = sizeof qmibtree_xml_load_ctx_t::lengths / sizeof(uint32_t) - 1;
@@ -38,11 +42,10 @@ void stop(loader* load) {
 
 // Appends to the path; stops the load when there is no room.
 void append_path(loader* load, const char* text) {
-  char* const path = load->ctx.path;
-  const size_t used = std::strlen(path);
   const size_t more = std::strlen(text);
-  if (more >= sizeof load->ctx.path - used) return stop(load);
-  std::memcpy(path + used, text, more + 1);
+  if (more >= sizeof load->ctx.path - load->used) return stop(load);
+  std::memcpy(load->ctx.path + load->used, text, more + 1);
+  load->used += more;
 }
 
 void take_name(loader* load, element* seen, const char* value) {
@@ -114,28 +117,34 @@ void XMLCALL qmibtree_xml_start_element(void* user, const XML_Char* name, const 
   if (!load->stopped && seen.instance != 0) enter_instance(load, &seen);
   if (load->stopped) return;
   if (seen.attr != 0) (void)qmibtree_set_attr(ctx.inst, ctx.path, seen.attr);
-  ctx.lengths[++ctx.depth] = static_cast<uint32_t>(std::strlen(ctx.path));
+  ctx.lengths[++ctx.depth] = static_cast<uint32_t>(load->used);
+  load->objects &= ~(uint32_t{1} << ctx.depth);
 }
 
 void XMLCALL qmibtree_xml_end_element(void* user, const XML_Char*) {
   auto* const load = static_cast<loader*>(user);
   if (load->stopped) return;
-  load->ctx.path[load->ctx.lengths[--load->ctx.depth]] = '\0';
+  load->used = load->ctx.lengths[--load->ctx.depth];
+  load->ctx.path[load->used] = '\0';
 }
 
 // A text may come in pieces; each is written as the whole value, so the last one stays.
 void XMLCALL qmibtree_xml_char_data(void* user, const XML_Char* text, int len) {
   auto* const load = static_cast<loader*>(user);
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
-  if (ctx.ignore) return;
-  const qmibtree_node* const node = qmibtree_find_node_by_name(ctx.inst, ctx.path);
-  if (!node || !qmib::is_param(node)) return;
+  if (ctx.ignore || load->objects >> ctx.depth & 1) return;
+  qmibtree_node* const node = qmibtree_find_node_by_name(ctx.inst, ctx.path);
+  if (!node) return;
+  if (!qmib::is_param(node)) {
+    load->objects |= uint32_t{1} << ctx.depth;
+    return;
+  }
   const auto size = static_cast<size_t>(len);
   const qmib::owned<char> copy(static_cast<char*>(qmalloc(size + 1, "xml_data")));
   if (!copy) return;
   std::memcpy(copy.get(), text, size);
   copy.get()[size] = '\0';
-  (void)qmibtree_write_strvalue(ctx.inst, ctx.path, copy.get(), ctx.flags);
+  (void)qmibtree_write_strvalue_by_node(ctx.inst, node, copy.get(), ctx.flags);
 }
 
 }  // namespace

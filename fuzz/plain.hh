@@ -300,4 +300,74 @@ inline std::string document(qmibtree_inst_t* inst, qmibtree_node* node) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + around + inside;
 }
 
+// The same by formats into a buffer, one step after the other, as the walk comes by: where it stops
+// in a buffer that is too small, and what it leaves there.
+struct stepwise_writer {
+  qmibtree_buff_t* buff;
+  qmibtree_node* open = nullptr;
+
+  uint32_t open_parents(const qmibtree_node* node) {
+    if (!node || node == open) return QMIBTREE_RC_OK;
+    const uint32_t rc = open_parents(node->parent);
+    if (QMIBTREE_FAILED(rc) || is_template(node)) return rc;
+    return qmibtree_buff_dump(buff, "<%s>\n", node->name);
+  }
+  uint32_t enter_instance(const qmibtree_node* node) {
+    const uint32_t rc = open_parents(node->parent);
+    if (QMIBTREE_FAILED(rc)) return rc;
+    const char* const name = node->parent->name;
+    const int number = static_cast<int>(node->instance), right = static_cast<int>(node->right);
+    if (right == 255) return qmibtree_buff_dump(buff, "<%s instance=\"%d\">\n", name, number);
+    return qmibtree_buff_dump(buff, "<%s instance=\"%d\" right=\"%d\">\n", name, number, right);
+  }
+  uint32_t enter_parameter(qmibtree_inst_t* inst, qmibtree_node* node) {
+    const uint32_t rules = node->uidinfo->flags, flags = node->flags;
+    const bool saved = (rules & QMIBTREE_UID_SAVE) ||
+                       ((rules & QMIBTREE_UID_SAVE_MODIFIED) && (flags & QMIBTREE_NODE_MODIFIED));
+    const bool active = flags & QMIBTREE_NODE_NOTIF_ACTIVE;
+    const bool noted = active || (flags & QMIBTREE_NODE_NOTIF_PASSIVE);
+    const bool access = flags & QMIBTREE_NODE_ACCESS;
+    if (!saved && !noted && !access) return QMIBTREE_RC_OK;
+    uint32_t rc = open_parents(node->parent);
+    open = node->parent;
+    if (!QMIBTREE_FAILED(rc)) rc = qmibtree_buff_dump(buff, "<PARAM name=\"%s\"", node->name);
+    if (!QMIBTREE_FAILED(rc) && noted)
+      rc = qmibtree_buff_dump(buff, " notification=\"%d\"", active ? 2 : 1);
+    if (!QMIBTREE_FAILED(rc) && access) rc = qmibtree_buff_dump(buff, " accesslist=\"subscriber\"");
+    if (!QMIBTREE_FAILED(rc) && !saved) rc = qmibtree_buff_dump(buff, " ignorevalue=\"yes\"");
+    if (!QMIBTREE_FAILED(rc)) rc = qmibtree_buff_dump(buff, ">");
+    qmibtree_value_t value = {};
+    if (saved && !QMIBTREE_FAILED(rc)) rc = qmibtree_read_by_node(inst, node, &value, 1);
+    if (saved && !QMIBTREE_FAILED(rc))
+      rc = qmibtree_buff_dump(buff, "%s", value_text(value).c_str());
+    return QMIBTREE_FAILED(rc) ? rc : qmibtree_buff_dump(buff, "</PARAM>\n");
+  }
+  uint32_t leave(const qmibtree_node* node) {
+    if (open != node) return QMIBTREE_RC_OK;
+    const qmibtree_node* const named = node->flags & QMIBTREE_NODE_INSTANCE ? node->parent : node;
+    open = named->parent;
+    return qmibtree_buff_dump(buff, "</%s>\n", named->name);
+  }
+};
+
+inline uint32_t write_step(qmibtree_inst_t* inst, qmibtree_node* node, void*, int32_t, void* writer,
+                           uint32_t phase) {
+  auto* const to = static_cast<stepwise_writer*>(writer);
+  if (is_template(node)) return QMIBTREE_RC_OK;
+  if (phase == QMIBTREE_PHASE_LEAVE) return to->leave(node);
+  if (node->flags & QMIBTREE_NODE_INSTANCE) {
+    const uint32_t rc = to->enter_instance(node);
+    to->open = node;
+    return rc;
+  }
+  return node->flags & QMIBTREE_NODE_PARAM ? to->enter_parameter(inst, node) : QMIBTREE_RC_OK;
+}
+
+inline uint32_t write_document(qmibtree_inst_t* inst, const char* name, qmibtree_buff_t* buff) {
+  const uint32_t rc = qmibtree_buff_dump(buff, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
+  if (QMIBTREE_FAILED(rc)) return rc;
+  stepwise_writer writer{buff};
+  return qmibtree_dump(inst, name, buff, 255, write_step, &writer);
+}
+
 }  // namespace plain

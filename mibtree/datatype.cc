@@ -1,13 +1,9 @@
 // The type table: names and operations of every type id.
 #include "mibtree/mibtree_internal.hh"
 
-namespace {
-
 using namespace qmib;  // the operations below, of value_*.cc
 
-enum record_index { kInt, kUint, kBool, kString, kBase64, kDatetime, kEmpty, kRecords };
-
-constexpr qmibtree_datafn_t records[] = {
+constexpr qmibtree_datafn_t qmib::datatype_records[kRecords] = {
     {
         .type = QMIBTREE_TYPE_INT,
         .assign = qmibtree_word_copy,
@@ -70,21 +66,17 @@ constexpr qmibtree_datafn_t records[] = {
     },
     {},
 };
-static_assert(sizeof records / sizeof *records == kRecords);
-static_assert(records[kInt].type == QMIBTREE_TYPE_INT &&
-              records[kUint].type == QMIBTREE_TYPE_UINT &&
-              records[kBool].type == QMIBTREE_TYPE_BOOL &&
-              records[kString].type == QMIBTREE_TYPE_STRING &&
-              records[kBase64].type == QMIBTREE_TYPE_BASE64 &&
-              records[kDatetime].type == QMIBTREE_TYPE_DATETIME && records[kEmpty].type == 0);
 
-struct type_entry {
-  char name[12];  // in place: a table of pointers would need relocating at load
-  uint8_t record;
-};
+static_assert(datatype_records[kInt].type == QMIBTREE_TYPE_INT &&
+              datatype_records[kUint].type == QMIBTREE_TYPE_UINT &&
+              datatype_records[kBool].type == QMIBTREE_TYPE_BOOL &&
+              datatype_records[kString].type == QMIBTREE_TYPE_STRING &&
+              datatype_records[kBase64].type == QMIBTREE_TYPE_BASE64 &&
+              datatype_records[kDatetime].type == QMIBTREE_TYPE_DATETIME &&
+              datatype_records[kEmpty].type == 0);
 
 // By type id. Deliberate: 8, 9 and 10 are the string type under other numbers, which schemas use.
-constexpr type_entry types[] = {
+constexpr datatype qmib::datatypes[kTypes] = {
     {"unkown", kEmpty},       // 0: no value. Deliberate: spelt so; hosts match on the text.
     {"object", kEmpty},       // QMIBTREE_TYPE_OBJECT
     {"int", kInt},            // QMIBTREE_TYPE_INT
@@ -97,23 +89,19 @@ constexpr type_entry types[] = {
     {"string", kString},      // 9
     {"string", kString},      // 10
 };
-static_assert(sizeof types / sizeof *types == 11);
+static_assert(datatypes[kTypes - 1].record == kString);
 
-const type_entry& type_of(uint32_t type) {
-  return types[type < sizeof types / sizeof *types ? type : 0];
-}
+const char* qmibtree_datatype_get_type_str(uint32_t type) { return datatype_of(type).name; }
 
-}  // namespace
-
-const char* qmibtree_datatype_get_type_str(uint32_t type) { return type_of(type).name; }
-
-const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) {
-  return &records[type_of(type).record];
-}
+const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) { return datafn_of(type); }
 
 void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value) {
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  const qmibtree_datafn_t* const fn = datafn_of(value->type);
   if (!fn->copy) return;
+  if (!stored->owned) {  // nothing to release, nor for `value` to refer to
+    fn->copy(stored, value);
+    return;
+  }
   // The old value goes by its own type's release, which the whole-record copies of the fixed-size
   // types leave out; and last, for `value` may refer to its storage.
   qmibtree_value_t fresh = {};

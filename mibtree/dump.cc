@@ -48,10 +48,13 @@ uint32_t qmibtree_dump_rawvalue(qmibtree_inst_t* inst, qmibtree_node* node, void
   (void)level, (void)arg;
   if (leaving(phase)) return QMIBTREE_RC_OK;
   // Not released: a stored value is the node's, and what a get_fn gave stays the host's.
-  qmibtree_value_t value = {};
-  const uint32_t rc = qmibtree_read_by_node(inst, node, &value, phase);
-  if (qmib::failed(rc)) return rc;
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value.type);
+  qmibtree_value_t value = node->value;
+  if (qmib::is_dynamic(node)) {
+    value = {};
+    const uint32_t rc = qmibtree_read_by_node(inst, node, &value, phase);
+    if (qmib::failed(rc)) return rc;
+  }
+  const qmibtree_datafn_t* const fn = qmib::datafn_of(value.type);
   return fn->to_buff ? fn->to_buff(&value, buffer_of(buff)) : QMIBTREE_RC_OK;
 }
 

@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "mibtree/bkdr.hh"
 #include "mibtree/mibtree_internal.hh"
 
 namespace {
@@ -7,7 +8,9 @@ namespace {
 using node_link = qmibtree_node* qmibtree_node::*;
 
 qmibtree_node** bucket_of(qmibtree_hash_t* hash, uint32_t key) {
-  return &hash->buckets[key % hash->size];
+  // The division by a known number is a multiplication, the other one costs as much as the hash.
+  return &hash->buckets[hash->size == qmib::kNameBuckets ? key % qmib::kNameBuckets
+                                                         : key % hash->size];
 }
 
 void link_at_head(qmibtree_node** bucket, qmibtree_node* node, node_link next) {
@@ -24,12 +27,13 @@ void unlink(qmibtree_node** bucket, qmibtree_node* node, node_link next) {
 
 }  // namespace
 
+uint32_t qmib::bkdr_continue(uint32_t before, const char* start, const char* text,
+                             const char* end) {
+  return bkdr_continue_by<bkdr_block>(before, start, text, end);
+}
+
 uint32_t BKDRHash(const char* str) {
-  uint32_t hash = 0;
-  // Deliberate: bytes count as signed, whatever `char` is on this processor, so that names with
-  // bytes above 0x7F keep the hashes that hosts have stored.
-  for (; *str; ++str) hash = hash * 131 + static_cast<uint32_t>(static_cast<signed char>(*str));
-  return hash & 0x7FFFFFFF;
+  return qmib::bkdr_continue(0, str, str, str + std::strlen(str)) & qmib::kBkdrMask;
 }
 
 qmibtree_hash_t* qmibtree_hash_create(uint32_t kind, uint32_t size) {
@@ -47,8 +51,20 @@ void qmibtree_hash_destroy(qmibtree_hash_t* hash) { qfree(hash); }
 
 uint32_t qmibtree_hash_link_name(qmibtree_hash_t* hash, qmibtree_node* node) {
   node->hash = BKDRHash(node->fullName);
-  link_at_head(bucket_of(hash, node->hash), node, &qmibtree_node::name_next);
+  qmib::qmibtree_hash_link_hashed(hash, node);
   return node->hash;
+}
+
+void qmib::qmibtree_hash_empty(qmibtree_hash_t* hash) {
+  if (hash) std::memset(hash->buckets, 0, hash->size * sizeof(qmibtree_node*));
+}
+
+void qmib::qmibtree_hash_link_hashed(qmibtree_hash_t* hash, qmibtree_node* node) {
+  link_at_head(bucket_of(hash, node->hash), node, &qmibtree_node::name_next);
+}
+
+void qmib::qmibtree_hash_unlink_hashed(qmibtree_hash_t* hash, qmibtree_node* node) {
+  unlink(bucket_of(hash, node->hash), node, &qmibtree_node::name_next);
 }
 
 void qmibtree_hash_unlink_name(qmibtree_hash_t* hash, qmibtree_node* node) {
@@ -63,12 +79,31 @@ qmibtree_node* qmibtree_hash_lookup_name(qmibtree_hash_t* hash, const char* full
   return node;
 }
 
+qmibtree_node* qmib::qmibtree_hash_lookup_instance(qmibtree_hash_t* hash,
+                                                   const qmibtree_node* template_node,
+                                                   uint32_t number) {
+  const instance_name name(number);
+  const uint32_t key =
+      bkdr_continue(template_node->hash, name.text(), name.text(), name.end()) & kBkdrMask;
+  qmibtree_node* node = *bucket_of(hash, key);
+  while (node && (node->parent != template_node || node->instance != number))
+    node = node->name_next;
+  return node;
+}
+
 void qmibtree_hash_link_uid(qmibtree_hash_t* hash, qmibtree_node* node) {
   if (hash) link_at_head(bucket_of(hash, node->uidinfo->uid), node, &qmibtree_node::uid_next);
 }
 
 void qmibtree_hash_unlink_uid(qmibtree_hash_t* hash, qmibtree_node* node) {
   if (hash) unlink(bucket_of(hash, node->uidinfo->uid), node, &qmibtree_node::uid_next);
+  node->uid_next = nullptr;
+}
+
+void qmib::qmibtree_hash_unlink_uid_behind(qmibtree_hash_t* hash, qmibtree_node* node,
+                                           qmibtree_node* guess) {
+  if (!guess || guess->uid_next != node) return qmibtree_hash_unlink_uid(hash, node);
+  guess->uid_next = node->uid_next;
   node->uid_next = nullptr;
 }
 

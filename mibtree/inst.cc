@@ -2,7 +2,6 @@
 
 namespace {
 
-constexpr uint32_t kNameBuckets = 5000;
 constexpr uint32_t kUidBuckets = 2000;  // one for each unique id that a schema may have
 
 void free_indexes_and_queue(qmibtree_inst_t* inst) {
@@ -23,7 +22,7 @@ constinit uint32_t qmibtree_global_status = 0;
 qmibtree_inst_t* qmibtree_init(qmibtree_schema_t* schema) {
   qmib::owned<qmibtree_inst_t> inst = qmib::make_zeroed<qmibtree_inst_t>("qmibtree_inst_t");
   if (!inst) return nullptr;
-  inst->name_hash = qmibtree_hash_create(0, kNameBuckets);
+  inst->name_hash = qmibtree_hash_create(0, qmib::kNameBuckets);
   inst->uid_hash = qmibtree_hash_create(1, kUidBuckets);  // may be null: finds nothing then
   inst->notif = qmibtree_notif_create();
   inst->schema_tag = schema->schema_tag;
@@ -36,10 +35,16 @@ qmibtree_inst_t* qmibtree_init(qmibtree_schema_t* schema) {
 }
 
 uint32_t qmibtree_destroy(qmibtree_inst_t* inst) {
-  const uint32_t rc = qmibtree_destroy_node(inst, inst->root);
+  qmib::qmibtree_call_destroy_hooks(inst, inst->root);
+  // Nobody asks them any more, and to take each node out of long chains would take most of the
+  // time.
+  qmib::qmibtree_hash_empty(inst->name_hash);
+  qmib::qmibtree_hash_empty(inst->uid_hash);
+  qmibtree_notif_cleanup(inst->notif);
+  qmib::qmibtree_free_subtree(inst, inst->root, nullptr);
   free_indexes_and_queue(inst);
   qfree(inst);
-  return rc;
+  return QMIBTREE_RC_OK;
 }
 
 uint32_t qmibtree_reg_uidinfo(qmibtree_inst_t* inst, int32_t uid,

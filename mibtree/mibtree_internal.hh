@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "qmibtree.h"
+#include "util/append.hh"
 #include "util/owned.hh"
 #include "util/rules.hh"
 
@@ -22,6 +23,20 @@ class joined_name {
   char text_[512];
 };
 
+// An instance's own segment. Deliberate: four characters at most, so from 1000 on the name loses
+// its dot ("1000", and "1234" for 12345). Stored configurations carry such names; kept by
+// node_test.cc.
+class instance_name {
+ public:
+  explicit instance_name(uint32_t instance);
+  const char* text() const { return text_; }
+  const char* end() const { return text_ + length_; }
+
+ private:
+  char text_[13];  // "-2147483648."
+  size_t length_;
+};
+
 // Runs `operation` on the node of a full name.
 template <typename Operation>
 uint32_t on_named_node(qmibtree_inst_t* inst, const char* name, Operation operation) {
@@ -36,15 +51,41 @@ uint32_t on_named_node_or_root(qmibtree_inst_t* inst, const char* name, Operatio
   return node ? operation(node) : QMIBTREE_RC_NOT_FOUND;
 }
 
+// The type table: a name and a record of operations for each type id.
+enum datatype_record : uint8_t {
+  kInt,
+  kUint,
+  kBool,
+  kString,
+  kBase64,
+  kDatetime,
+  kEmpty,
+  kRecords
+};
+struct datatype {
+  char name[12];  // in place: a table of pointers would need relocating at load
+  datatype_record record;
+};
+constexpr uint32_t kTypes = 11;
+extern const datatype datatypes[kTypes];
+extern const qmibtree_datafn_t datatype_records[kRecords];
+
+inline const datatype& datatype_of(uint32_t type) { return datatypes[type < kTypes ? type : 0]; }
+
+// qmibtree_datatype_get_datafn, without the call: several are made for each node.
+inline const qmibtree_datafn_t* datafn_of(uint32_t type) {
+  return &datatype_records[datatype_of(type).record];
+}
+
 inline void qmibtree_value_release(qmibtree_value_t* value) {
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  const qmibtree_datafn_t* const fn = datafn_of(value->type);
   if (fn->release) fn->release(value);
 }
 
 // True when both have the same type and that type finds them equal.
 inline bool qmibtree_value_same(const qmibtree_value_t* a, const qmibtree_value_t* b) {
   if (a->type != b->type) return false;
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(a->type);
+  const qmibtree_datafn_t* const fn = datafn_of(a->type);
   return fn->equal && fn->equal(a, b) != 0;
 }
 
@@ -60,11 +101,34 @@ class temp_value {
   temp_value& operator=(const temp_value&) = delete;
 
   qmibtree_value_t* get() { return &value_; }
-  const qmibtree_datafn_t* fn() const { return qmibtree_datatype_get_datafn(value_.type); }
+  const qmibtree_datafn_t* fn() const { return datafn_of(value_.type); }
 
  private:
   qmibtree_value_t value_ = {};
 };
+
+constexpr uint32_t kNameBuckets = 5000;  // of a tree's full-name index
+
+// The full-name index, for a node whose hash is known.
+void qmibtree_hash_link_hashed(qmibtree_hash_t* hash, qmibtree_node* node);
+void qmibtree_hash_unlink_hashed(qmibtree_hash_t* hash, qmibtree_node* node);
+
+// A template's instance of that number, by its name and not along all the others; null without one.
+qmibtree_node* qmibtree_hash_lookup_instance(qmibtree_hash_t* hash,
+                                             const qmibtree_node* template_node, uint32_t number);
+
+// An index without its nodes, which keep their links; null is accepted.
+void qmibtree_hash_empty(qmibtree_hash_t* hash);
+
+// The two steps of destroying: children before their parent in both. No hook runs in the second.
+void qmibtree_call_destroy_hooks(qmibtree_inst_t* inst, qmibtree_node* node);
+// `twin` is the node in its place below the next instance, or null: where instances were made one
+// after the other, the one before it in the chain of their unique id.
+void qmibtree_free_subtree(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_node* twin);
+
+// qmibtree_hash_unlink_uid with a guess, which may be null, at the node before in the chain.
+void qmibtree_hash_unlink_uid_behind(qmibtree_hash_t* hash, qmibtree_node* node,
+                                     qmibtree_node* guess);
 
 // The template's highest instance number among its instances, 0 without any.
 void qmibtree_recompute_last_instance(qmibtree_node* template_node);

@@ -1,6 +1,6 @@
-#include <cstdio>
 #include <cstring>
 
+#include "mibtree/bkdr.hh"
 #include "mibtree/mibtree_internal.hh"
 
 namespace {
@@ -46,20 +46,35 @@ bool set_name(qmibtree_node* node) {
   node->flags |= QMIBTREE_NODE_INSTANCE;
   auto* const text = static_cast<char*>(qmalloc(6, "qmibtree node name"));
   if (!text) return false;
-  // Deliberate: four characters at most, so from 1000 on the name loses its dot ("1000", and
-  // "1234" for 12345). Stored configurations carry such names; kept by node_test.cc.
-  std::snprintf(text, 5, "%d.", static_cast<int>(node->instance));
+  const qmib::instance_name name(node->instance);
+  std::memcpy(text, name.text(), static_cast<size_t>(name.end() - name.text()) + 1);
   node->name = text;  // the node frees it, in qmibtree_free_subtree
   return true;
 }
 
-bool set_full_name(qmibtree_node* node) {
-  const char* const above = node->parent ? node->parent->fullName : "";
-  const size_t size = std::strlen(above) + std::strlen(node->name) + 1;
-  auto* const text = static_cast<char*>(qmalloc(size, "qmibtree_node fullName"));
+// What the full names below a node begin with.
+struct name_above {
+  explicit name_above(const qmibtree_node* parent)
+      : text(parent ? parent->fullName : ""),
+        length(std::strlen(text)),
+        hash(parent ? parent->hash : 0) {}
+  const char* text;
+  size_t length;
+  uint32_t hash;
+};
+
+// The name above and the node's own, and the hash of both.
+bool set_full_name(qmibtree_node* node, const name_above& above) {
+  const size_t length = std::strlen(node->name);
+  auto* const text =
+      static_cast<char*>(qmalloc(above.length + length + 1, "qmibtree_node fullName"));
   if (!text) return false;
-  std::snprintf(text, size, "%s%s", above, node->name);
+  std::memcpy(text, above.text, above.length);
+  std::memcpy(text + above.length, node->name, length + 1);
   node->fullName = text;  // the node frees it, in qmibtree_free_subtree
+  node->hash =
+      qmib::bkdr_continue(above.hash, text, text + above.length, text + above.length + length) &
+      qmib::kBkdrMask;
   return true;
 }
 
@@ -82,21 +97,18 @@ bool set_initial_value(qmibtree_inst_t* inst, qmibtree_node* node) {
   return !qmib::failed(rc);
 }
 
+qmibtree_node* build(qmibtree_inst_t* inst, qmibtree_node* parent, const name_above& above,
+                     qmibtree_uidinfo_t* record, uint32_t right);
+
 bool build_children(qmibtree_inst_t* inst, qmibtree_node* node) {
   node->childnum = 0;
   node->first_child = node->last_child = nullptr;
   if (qmib::is_template(node)) return true;  // its instances come one by one, added later
+  const name_above above(node);
   qmibtree_uidinfo_t* child = find_uidinfo_from_uid(inst, node->uidinfo->child_uid);
   for (; child; child = find_uidinfo_from_uid(inst, child->next_uid))
-    if (!qmibtree_build_node(inst, node, child, kNeutralRight)) return false;
+    if (!build(inst, node, above, child, kNeutralRight)) return false;
   return true;
-}
-
-void qmibtree_call_destroy_hooks(qmibtree_inst_t* inst, qmibtree_node* node) {
-  if (!qmib::is_param(node))
-    for (qmibtree_node* child = node->first_child; child; child = child->next)
-      qmibtree_call_destroy_hooks(inst, child);
-  if (!qmib::is_template(node) && node->uidinfo->destroy_fn) node->uidinfo->destroy_fn(inst, node);
 }
 
 void remove_child(qmibtree_node* parent, qmibtree_node* child) {
@@ -110,27 +122,73 @@ void remove_child(qmibtree_node* parent, qmibtree_node* child) {
 
 void detach(qmibtree_node* node) {
   qmibtree_node* const parent = node->parent;
-  node->parent = nullptr;
   if (!parent) return;
   remove_child(parent, node);
   if (qmib::is_instance(node)) qmib::qmibtree_recompute_last_instance(parent);
 }
 
-void qmibtree_free_subtree(qmibtree_inst_t* inst, qmibtree_node* node) {
-  if (!qmib::is_param(node))
-    while (node->first_child) qmibtree_free_subtree(inst, node->first_child);
-  qmibtree_hash_unlink_uid(inst->uid_hash, node);
-  if (node->fullName) qmibtree_hash_unlink_name(inst->name_hash, node);
-  qmibtree_notif_del_event(inst->notif, node);
+// Takes a node that is linked so far as it was built, and all below it, out of the tree, and frees
+// them.
+void remove_subtree(qmibtree_inst_t* inst, qmibtree_node* node) {
+  qmibtree_node* const twin = qmib::is_instance(node) ? node->next : nullptr;
   detach(node);
-  qfree(const_cast<char*>(node->fullName));
-  if (node->name != node->uidinfo->name) qfree(const_cast<char*>(node->name));
-  qmib::qmibtree_value_release(&node->value);
-  qmib::qmibtree_value_release(&node->default_value);
-  qfree(node);
+  qmib::qmibtree_free_subtree(inst, node, twin);
+}
+
+qmibtree_node* build(qmibtree_inst_t* inst, qmibtree_node* parent, const name_above& above,
+                     qmibtree_uidinfo_t* record, uint32_t right) {
+  qmibtree_node* const node = new_node(inst, parent, record, right);
+  if (!node) return nullptr;
+  if (!set_name(node) || !set_full_name(node, above)) {
+    remove_subtree(inst, node);  // without destroy_fn: its create_fn never ran
+    return nullptr;
+  }
+  qmibtree_hash_link_uid(inst->uid_hash, node);
+  qmib::qmibtree_hash_link_hashed(inst->name_hash, node);
+  if (!qmib::is_template(node) && record->create_fn) record->create_fn(inst, node);
+  // The hook may have changed the flags: they are read again from here on.
+  if (qmib::is_param(node) ? set_initial_value(inst, node) : build_children(inst, node))
+    return node;
+  qmibtree_destroy_node(inst, node);
+  return nullptr;
 }
 
 }  // namespace
+
+void qmib::qmibtree_call_destroy_hooks(qmibtree_inst_t* inst, qmibtree_node* node) {
+  if (!is_param(node))
+    for (qmibtree_node* child = node->first_child; child; child = child->next)
+      qmibtree_call_destroy_hooks(inst, child);
+  if (!is_template(node) && node->uidinfo->destroy_fn) node->uidinfo->destroy_fn(inst, node);
+}
+
+// Children are not taken off their parent one by one: it goes with them.
+void qmib::qmibtree_free_subtree(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_node* twin) {
+  qmibtree_node* next = is_param(node) ? nullptr : node->first_child;
+  qmibtree_node* twins_child = twin ? twin->first_child : nullptr;
+  while (qmibtree_node* const child = next) {
+    next = child->next;
+    qmibtree_free_subtree(inst, child, is_instance(child) ? next : twins_child);
+    if (twins_child) twins_child = twins_child->next;
+  }
+  qmibtree_hash_unlink_uid_behind(inst->uid_hash, node, twin);
+  if (node->fullName) qmibtree_hash_unlink_hashed(inst->name_hash, node);
+  qmibtree_notif_del_event(inst->notif, node);
+  qfree(const_cast<char*>(node->fullName));
+  if (node->name != node->uidinfo->name) qfree(const_cast<char*>(node->name));
+  qmibtree_value_release(&node->value);
+  qmibtree_value_release(&node->default_value);
+  qfree(node);
+}
+
+qmib::instance_name::instance_name(uint32_t instance) {
+  constexpr size_t kLongest = 4;
+  const number decimal(static_cast<int32_t>(instance));
+  decimal.put(text_);
+  text_[decimal.length()] = '.';
+  length_ = decimal.length() < kLongest ? decimal.length() + 1 : kLongest;
+  text_[length_] = '\0';
+}
 
 // Deliberate: the number of the highest instance is handed out again once that instance is gone,
 // a lower one's never is while a higher lives. Kept by node_test.cc and object_test.cc.
@@ -148,24 +206,11 @@ qmibtree_node* qmibtree_populate_root(qmibtree_inst_t* inst) {
 
 qmibtree_node* qmibtree_build_node(qmibtree_inst_t* inst, qmibtree_node* parent,
                                    qmibtree_uidinfo_t* record, uint32_t right) {
-  qmibtree_node* const node = new_node(inst, parent, record, right);
-  if (!node) return nullptr;
-  if (!set_name(node) || !set_full_name(node)) {
-    qmibtree_free_subtree(inst, node);  // without destroy_fn: its create_fn never ran
-    return nullptr;
-  }
-  qmibtree_hash_link_uid(inst->uid_hash, node);
-  qmibtree_hash_link_name(inst->name_hash, node);
-  if (!qmib::is_template(node) && record->create_fn) record->create_fn(inst, node);
-  // The hook may have changed the flags: they are read again from here on.
-  if (qmib::is_param(node) ? set_initial_value(inst, node) : build_children(inst, node))
-    return node;
-  qmibtree_destroy_node(inst, node);
-  return nullptr;
+  return build(inst, parent, name_above(parent), record, right);
 }
 
 uint32_t qmibtree_destroy_node(qmibtree_inst_t* inst, qmibtree_node* node) {
-  qmibtree_call_destroy_hooks(inst, node);
-  qmibtree_free_subtree(inst, node);
+  qmib::qmibtree_call_destroy_hooks(inst, node);
+  remove_subtree(inst, node);
   return QMIBTREE_RC_OK;
 }

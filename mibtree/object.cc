@@ -1,15 +1,5 @@
 #include "mibtree/mibtree_internal.hh"
 
-namespace {
-
-bool number_in_use(const qmibtree_node* template_node, uint32_t number) {
-  for (const qmibtree_node* child = template_node->first_child; child; child = child->next)
-    if (child->instance == number) return true;
-  return false;
-}
-
-}  // namespace
-
 uint32_t qmibtree_add_object(qmibtree_inst_t* inst, const char* name, uint32_t* instance,
                              uint32_t opt, uint32_t right) {
   return qmib::on_named_node(inst, name, [=](qmibtree_node* node) {
@@ -22,7 +12,8 @@ uint32_t qmibtree_add_object_by_node(qmibtree_inst_t* inst, qmibtree_node* templ
   (void)opt;
   if (!instance || !qmib::is_template(template_node)) return QMIBTREE_RC_ERROR;
   const uint32_t wished = *instance;
-  if (wished != 0 && number_in_use(template_node, wished)) return QMIBTREE_RC_ERROR;
+  if (wished != 0 && qmib::qmibtree_hash_lookup_instance(inst->name_hash, template_node, wished))
+    return QMIBTREE_RC_ERROR;
   ++inst->obj_changes;
   ++template_node->added;
   // Deliberate: a wish at or below the next number is not honoured, so that numbers only grow

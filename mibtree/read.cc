@@ -3,19 +3,15 @@
 
 namespace {
 
-bool is_dynamic(const qmibtree_node* node) {
-  return (node->uidinfo->flags & QMIBTREE_UID_DYNAMIC) != 0;
-}
-
 uint32_t read_stored(qmibtree_node* node, qmibtree_value_t* value) {
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(node->value.type);
+  const qmibtree_datafn_t* const fn = qmib::datafn_of(node->value.type);
   if (fn->assign) fn->assign(value, &node->value);
   return QMIBTREE_RC_OK;
 }
 
 uint32_t compare_values(const qmibtree_value_t* value, const qmibtree_value_t* current) {
   if (current->type != value->type) return QMIBTREE_RC_TYPE_MISMATCH;
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  const qmibtree_datafn_t* const fn = qmib::datafn_of(value->type);
   if (!fn->equal) return QMIBTREE_RC_NO_HOOK;
   return fn->equal(value, current) ? QMIBTREE_RC_OK : QMIBTREE_RC_DIFFERENT;
 }
@@ -36,10 +32,10 @@ uint32_t qmibtree_read_v2(qmibtree_inst_t* inst, const char* prefix, const char*
 
 uint32_t qmibtree_read_by_node(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value,
                                uint32_t flags) {
-  if (!is_dynamic(node)) return read_stored(node, value);
+  if (!qmib::is_dynamic(node)) return read_stored(node, value);
   if (!node->uidinfo->get_fn) return QMIBTREE_RC_NO_HOOK;
   const uint32_t rc = node->uidinfo->get_fn(inst, node, value, flags);
-  if (qmib::failed(rc) || is_dynamic(node)) return rc;
+  if (qmib::failed(rc) || qmib::is_dynamic(node)) return rc;
   // The hook cleared the flag: from now on the tree keeps the value. Without mark, event or
   // callback: nothing was written.
   if (!qmib::qmibtree_value_same(value, &node->value))

@@ -65,7 +65,7 @@ uint32_t qmib::qmibtree_base64_from_str(qmibtree_value_t* dst, const char* text)
 uint32_t qmib::qmibtree_base64_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff) {
   if (!value->data) return QMIBTREE_RC_OK;
   const owned<char> text(base64_encode(value->data, value->len));
-  return qmibtree_buff_dump(buff, "%s", text ? text.get() : "<null>");
+  return append(buff, text ? piece(text.get()) : piece("<null>"));
 }
 
 void qmib::qmibtree_base64_release(qmibtree_value_t* value) {

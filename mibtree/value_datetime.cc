@@ -27,5 +27,5 @@ uint32_t qmib::qmibtree_datetime_to_buff(const qmibtree_value_t* value, qmibtree
   if (!gmtime_r(&seconds, &utc)) return QMIBTREE_RC_ERROR;
   char text[20];
   (void)std::strftime(text, sizeof text, kFormat, &utc);  // 32 bits of seconds fill it at most
-  return qmibtree_buff_dump(buff, "%s", text);
+  return append(buff, piece(text));
 }

@@ -44,7 +44,7 @@ uint32_t qmib::qmibtree_int_from_str(qmibtree_value_t* dst, const char* text) {
 }
 
 uint32_t qmib::qmibtree_int_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff) {
-  return qmibtree_buff_dump(buff, "%d", static_cast<int>(value->i));
+  return append(buff, value->i);
 }
 
 uint32_t qmib::qmibtree_uint_check(const qmibtree_uidinfo_t* schema,
@@ -63,7 +63,7 @@ uint32_t qmib::qmibtree_uint_from_str(qmibtree_value_t* dst, const char* text) {
 }
 
 uint32_t qmib::qmibtree_uint_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff) {
-  return qmibtree_buff_dump(buff, "%u", static_cast<unsigned>(value->u));
+  return append(buff, value->u);
 }
 
 int qmib::qmibtree_bool_equal(const qmibtree_value_t* a, const qmibtree_value_t* b) {
@@ -81,5 +81,5 @@ uint32_t qmib::qmibtree_bool_from_str(qmibtree_value_t* dst, const char* text) {
 }
 
 uint32_t qmib::qmibtree_bool_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff) {
-  return qmibtree_buff_dump(buff, "%s", value->b ? "true" : "false");
+  return append(buff, value->b ? piece("true") : piece("false"));
 }

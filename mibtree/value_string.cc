@@ -50,7 +50,7 @@ uint32_t qmib::qmibtree_string_from_str(qmibtree_value_t* dst, const char* text)
 // a text the reader accepts. Hosts tell "none" from "empty" by it in listings; give every saved
 // string a default. Kept by value_string_test.cc and xml_write_test.cc.
 uint32_t qmib::qmibtree_string_to_buff(const qmibtree_value_t* value, qmibtree_buff_t* buff) {
-  return qmibtree_buff_dump(buff, "%s", value->str ? value->str : "<null>");
+  return append(buff, value->str ? piece(value->str) : piece("<null>"));
 }
 
 void qmib::qmibtree_string_release(qmibtree_value_t* value) {

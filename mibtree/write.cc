@@ -12,7 +12,7 @@ bool access_allowed(const qmibtree_node* node, uint32_t flags) {
 }
 
 uint32_t check_range(const qmibtree_node* node, const qmibtree_value_t* value) {
-  const qmibtree_datafn_t* const fn = qmibtree_datatype_get_datafn(value->type);
+  const qmibtree_datafn_t* const fn = qmib::datafn_of(value->type);
   return fn->check ? fn->check(node->uidinfo, value) : QMIBTREE_RC_OK;
 }
 

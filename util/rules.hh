@@ -14,6 +14,11 @@ inline bool is_instance(const qmibtree_node* node) {
   return (node->flags & QMIBTREE_NODE_INSTANCE) != 0;
 }
 
+// The host owns the value: every read asks its get_fn.
+inline bool is_dynamic(const qmibtree_node* node) {
+  return (node->uidinfo->flags & QMIBTREE_UID_DYNAMIC) != 0;
+}
+
 // The {i} of the data model: a multi-instance object that is not one of its instances.
 inline bool is_template(const qmibtree_node* node) {
   return !is_param(node) && (node->uidinfo->flags & QMIBTREE_UID_MULTI) != 0 && !is_instance(node);

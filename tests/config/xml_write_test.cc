@@ -321,6 +321,46 @@ TEST_F(XmlWrite, SubtreeBelowAnInstanceOpensTheInstanceByItsOwnName) {
                                                                  "</Rule.>\n"));
 }
 
+uint32_t make_instance(qmibtree_inst_t*, qmibtree_node* node) {
+  node->flags |= QMIBTREE_NODE_INSTANCE;
+  return QMIBTREE_RC_OK;
+}
+
+TEST(XmlWriteInstance, ParameterThatAHookMadeAnInstanceIsWrittenAsOne) {
+  Schema schema;
+  schema.add(0, "A.");
+  schema.add(1, "s", QMIBTREE_TYPE_STRING, QMIBTREE_UID_SAVE, "x").create_fn = make_instance;
+  CheckedTree tree(schema);
+  tree.leave_unchecked();
+  EXPECT_EQ(document_of(tree.inst), after_declaration("<A.>\n"
+                                                      "<A. instance=\"0\">\n"
+                                                      "</A.>\n"));
+}
+
+// As deep as a walk goes: what is below is not written. Each object holds the next and a parameter.
+TEST(XmlWriteDepth, ElementsStopBelowLevel254) {
+  std::vector<std::string> names;
+  for (int level = 0; level <= 256; ++level) names.push_back("P" + std::to_string(level));
+  Schema schema;
+  schema.add(0, "o.");
+  int32_t above = 0;
+  for (size_t level = 1; level < names.size(); ++level) {
+    const auto object = static_cast<int32_t>(schema.add(1, "o.").uid);
+    qmibtree_uidinfo_t& value =
+        schema.add(1, names[level].c_str(), QMIBTREE_TYPE_INT, QMIBTREE_UID_SAVE, "1");
+    value.next_uid = -1;
+    schema.record(static_cast<uint32_t>(above)).child_uid = object;
+    schema.record(static_cast<uint32_t>(object)).next_uid = static_cast<int32_t>(value.uid);
+    schema.record(static_cast<uint32_t>(object)).child_uid = -1;
+    above = object;
+  }
+  for (uint32_t uid = 2; uid < schema.size(); uid += 2) schema.record(uid).next_uid = -1;
+  const CheckedTree tree(schema);
+  const std::string text = document_of(tree.inst);
+  EXPECT_NE(text.find("\"P254\""), std::string::npos);
+  EXPECT_EQ(text.find("\"P255\""), std::string::npos);
+}
+
 TEST_F(XmlWrite, UnknownSubtreeIsNotFound) {
   qmibtree_buff_t counted = {};
   EXPECT_EQ(qmibtree_xml_dump_config(tree.inst, "R.Nothing.", &counted, 0), QMIBTREE_RC_NOT_FOUND);

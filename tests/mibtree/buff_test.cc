@@ -26,6 +26,12 @@ TEST(BuffCounting, AddsUpTheLengths) {
   EXPECT_EQ(buff.size, 12u);
 }
 
+TEST(BuffCounting, AnEmptyTextAddsNothing) {
+  qmibtree_buff_t buff = {};
+  EXPECT_EQ(qmibtree_buff_dump(&buff, "%s", ""), QMIBTREE_RC_OK);
+  EXPECT_EQ(buff.size, 0u);
+}
+
 TEST(BuffCounting, WritesNothing) {
   char text[] = "untouched";
   qmibtree_buff_t buff = {text, nullptr, 0, sizeof text};

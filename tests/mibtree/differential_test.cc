@@ -260,6 +260,24 @@ TEST_P(Differential, ADocumentIsCutWhereTheBufferEnds) {
   }
 }
 
+// Where a save stops, hosts find the buffer as the formats of each step would have left it.
+TEST_P(Differential, ACutDocumentLeavesTheBufferAtTheStepThatDidNotFit) {
+  for (int change = 0; change < 60; ++change) (this->*any(kChanges))();
+  const auto whole = static_cast<uint32_t>(plain::document(tree->inst, tree->inst->root).size());
+  for (uint32_t room = 0; room <= whole + 1; ++room) {
+    std::string text(room + 1, '\x7f'), expected = text;
+    qmibtree_buff_t buff = {text.data(), text.data(), room, room};
+    qmibtree_buff_t plain_buff = {expected.data(), expected.data(), room, room};
+    ASSERT_EQ(qmibtree_xml_dump_config(tree->inst, nullptr, &buff, 0),
+              plain::write_document(tree->inst, nullptr, &plain_buff))
+        << room;
+    ASSERT_EQ(buff.pos - buff.start, plain_buff.pos - plain_buff.start) << room;
+    ASSERT_EQ(buff.left, plain_buff.left) << room;
+    ASSERT_STREQ(buff.pos - (buff.pos > buff.start), plain_buff.pos - (buff.pos > buff.start))
+        << room;
+  }
+}
+
 TEST_P(Differential, AListingIsCountedAsItIsWritten) {
   for_trees([](qmibtree_inst_t* inst) {
     std::string expected;

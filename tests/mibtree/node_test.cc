@@ -465,6 +465,16 @@ struct numbered {
   const char* name;
 };
 
+TEST(NodeName, OneWithoutASegmentIsNamedAsItsParent) {
+  Schema schema;
+  schema.add(0, "AnObjectOfSomeLength.");
+  schema.add(1, "", QMIBTREE_TYPE_INT);
+  const CheckedTree tree(schema);
+  const qmibtree_node* const node = tree.inst->root->first_child;
+  EXPECT_STREQ(node->fullName, "AnObjectOfSomeLength.");
+  EXPECT_EQ(node->hash, BKDRHash("AnObjectOfSomeLength."));
+}
+
 TEST_F(NodeNames, NumbersAreCutToFourCharacters) {
   add(0, "A.");
   add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);

@@ -147,6 +147,25 @@ TEST_F(Object, AWishForANumberInUseIsRefused) {
   EXPECT_EQ(state(), "1,2,3 last=3 added=3 deleted=0 changes=3");
 }
 
+TEST_F(Object, ANumberInUseIsToldFromOthersThatAreCutToTheSameName) {
+  ASSERT_EQ(add("A.T.", 12345), 0u);
+  EXPECT_EQ(add("A.T.", 12345), QMIBTREE_RC_ERROR);
+  EXPECT_EQ(add("A.T.", 12346), 0u);
+}
+
+TEST_F(Object, ANumberIsFreeWhileOnlyATableOfTheSameHashUsesIt) {
+  Schema alike;
+  alike.add(0, "A.");
+  alike.add(1, "a@.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
+  alike.add(1, "b\xbd.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
+  const CheckedTree other(alike);
+  for (const char* const table : {"A.a@.", "A.b\xbd."}) {
+    uint32_t number = 1;
+    ASSERT_EQ(BKDRHash(table), BKDRHash("A.a@."));
+    EXPECT_EQ(qmibtree_add_object(other.inst, table, &number, 0, 255), QMIBTREE_RC_OK);
+  }
+}
+
 TEST_F(Object, DeletingTheHighestFreesItsNumber) {
   add_many(3);
   ASSERT_EQ(del("A.T.3."), 0u);
