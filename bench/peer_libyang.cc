@@ -35,11 +35,11 @@ class Libyang : public Yang {
   explicit Libyang(const Workload& work) : work_(work) {
     expect(ly_ctx_new(nullptr, 0, &context_));
     expect(lys_parse_mem(context_, module_of(work).c_str(), LYS_IN_YANG, nullptr));
-    for (const Parameter& parameter : work.parameters) {
-      paths_.push_back(path_of(parameter.name));
+    for (const Parameter& parameter : work.parameters) paths_.push_back(path_of(parameter.name));
+    for (const size_t i : work.in_tree_order()) {
       lyd_node* made = nullptr;
-      expect(lyd_new_path(tree_, context_, paths_.back().c_str(), parameter.values[0].text.c_str(),
-                          0, tree_ ? nullptr : &made));
+      expect(lyd_new_path(tree_, context_, paths_[i].c_str(),
+                          work.parameters[i].values[0].text.c_str(), 0, tree_ ? nullptr : &made));
       if (!tree_) tree_ = made;
     }
     char* text = nullptr;

@@ -10,7 +10,8 @@ namespace {
 class Pugixml : public Peer {
  public:
   explicit Pugixml(const Workload& work) : work_(work) {
-    for (const Parameter& parameter : work.parameters) {
+    for (const size_t i : work.in_tree_order()) {
+      const Parameter& parameter = work.parameters[i];
       pugi::xml_node node = document_;
       for (const std::string& segment : segments_of(parameter.name)) {
         const pugi::xml_node child = node.child(segment.c_str());
@@ -28,8 +29,7 @@ class Pugixml : public Peer {
 
  private:
   pugi::xml_node find(size_t i) const {
-    const pugi::xml_node node =
-        document_.first_element_by_path(work_.parameters[i].name.c_str(), '.');
+    const pugi::xml_node node = document_.first_element_by_path(work_.names[i].data(), '.');
     if (!node) std::abort();
     return node;
   }

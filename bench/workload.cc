@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <numeric>
 #include <random>
 
 #include "bench_schema.h"
@@ -103,7 +104,7 @@ Value value_of(const qmibtree_node* node, size_t i, int which) {
 Workload make(const char* title, Instances instances) {
   Workload work;
   work.title = title;
-  const Tree tree(qmibtree_init(bench_schema()));
+  const Tree tree = init();
   add_instances(tree.get(), tree->root, instances, &work.tables);
   visit(tree->root, [&](const qmibtree_node* node) {
     work.nodes.push_back(node->fullName);
@@ -111,10 +112,17 @@ Workload make(const char* title, Instances instances) {
     const size_t i = work.parameters.size();
     const bool readonly = node->uidinfo->flags & QMIBTREE_UID_READONLY;
     work.parameters.push_back({node->fullName,
+                               i,
                                readonly ? 0 : QMIBTREE_WRITE_APPLY,
                                {value_of(node, i, 0), value_of(node, i, 1)}});
   });
   std::shuffle(work.parameters.begin(), work.parameters.end(), std::mt19937(1));
+  for (const Parameter& parameter : work.parameters) (work.name_texts += parameter.name) += '\0';
+  const char* at = work.name_texts.c_str();
+  for (const Parameter& parameter : work.parameters) {
+    work.names.emplace_back(at, parameter.name.size());
+    at += parameter.name.size() + 1;
+  }
   work.document.clear();
   save(work.filled_tree().get(), &work.document);
   return work;
@@ -148,8 +156,16 @@ qmibtree_value_t Value::record() const {
   return value;
 }
 
+std::vector<size_t> Workload::in_tree_order() const {
+  std::vector<size_t> order(parameters.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::sort(order.begin(), order.end(),
+            [this](size_t a, size_t b) { return parameters[a].place < parameters[b].place; });
+  return order;
+}
+
 Tree Workload::empty_tree() const {
-  Tree tree(qmibtree_init(bench_schema()));
+  Tree tree = init();
   for (const std::string& table : tables) {
     uint32_t number = 0;
     if (QMIBTREE_FAILED(qmibtree_add_object(tree.get(), table.c_str(), &number, 0, 255)))
@@ -160,7 +176,8 @@ Tree Workload::empty_tree() const {
 
 Tree Workload::filled_tree() const {
   Tree tree = empty_tree();
-  for (const Parameter& parameter : parameters) {
+  for (const size_t i : in_tree_order()) {
+    const Parameter& parameter = parameters[i];
     const qmibtree_value_t value = parameter.values[0].record();
     if (QMIBTREE_FAILED(qmibtree_write(tree.get(), parameter.name.c_str(), &value, 0)))
       std::abort();
@@ -170,6 +187,17 @@ Tree Workload::filled_tree() const {
 
 Workload make_small() { return make("W1", one_instance); }
 Workload make_large() { return make("W2", many_instances); }
+
+Tree init() { return Tree(qmibtree_init(bench_schema())); }
+
+Tree load(const std::string& document) {
+  Tree tree = init();
+  auto* const text = const_cast<char*>(document.c_str());
+  const auto size = static_cast<uint32_t>(document.size() + 1);
+  qmibtree_buff_t buff = {text, text, size, size};
+  if (QMIBTREE_FAILED(qmibtree_xml_load(tree.get(), &buff, 0))) std::abort();
+  return tree;
+}
 
 void save(qmibtree_inst_t* inst, std::string* text) {
   qmibtree_buff_t counted = {};
