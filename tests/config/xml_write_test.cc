@@ -1,6 +1,7 @@
 // Shows the configuration document as it is written: what stands in it, and byte for byte how.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -287,6 +288,15 @@ TEST_F(XmlWrite, SubtreeOfOneParameterClosesNothing) {
   EXPECT_EQ(document_from("R.Box.Limit"), after_declaration("<R.>\n"
                                                             "<Box.>\n"
                                                             "<PARAM name=\"Limit\">9</PARAM>\n"));
+}
+
+TEST_F(XmlWrite, SubtreeThatEndsWithAParameterIsTerminated) {
+  save({House::kNumber});
+  std::string text(200, '\x7f');
+  const auto room = static_cast<uint32_t>(text.size());
+  qmibtree_buff_t buff = {text.data(), text.data(), room, room};
+  ASSERT_EQ(qmibtree_xml_dump_config(tree.inst, "R.Number", &buff, 0), QMIBTREE_RC_OK);
+  EXPECT_EQ(buff.pos, text.data() + std::strlen(text.c_str()));
 }
 
 TEST_F(XmlWrite, SubtreeOfOneInstanceLeavesTheOthersOut) {

@@ -276,6 +276,13 @@ TEST_F(BoolValue, OnlyItsByteIsCompared) {
   EXPECT_EQ(fn(QMIBTREE_TYPE_BOOL)->equal(&a, &b), 0);
 }
 
+TEST_F(BoolValue, ParsingClearsTheWholePayload) {
+  qmibtree_value_t fresh = {}, value = int_value(-1);
+  ASSERT_EQ(fn(QMIBTREE_TYPE_BOOL)->from_str(&fresh, "true"), 0u);
+  ASSERT_EQ(fn(QMIBTREE_TYPE_BOOL)->from_str(&value, "true"), 0u);
+  EXPECT_EQ(value.u, fresh.u);
+}
+
 TEST_F(BoolValue, RendersAWord) {
   EXPECT_EQ(text_of(bool_value(true)), "true");
   EXPECT_EQ(text_of(bool_value(false)), "false");
