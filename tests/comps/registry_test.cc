@@ -1,6 +1,8 @@
 // Shows the component table: registration, marks and actions. The table is the process's own
 // and knows no way back, so each test takes slots that no other test relies on being empty.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -60,6 +62,20 @@ void run_all_hooks() {
   qmibtree_comps_mark_action();
 }
 
+// How a process ends that runs everything at load, before anything was registered. Its own, so that
+// a call that leads nowhere ends none of the tests.
+const int status_at_load = [] {
+  const pid_t child = fork();
+  if (child == 0) {
+    run_all_hooks();
+    for (uint32_t id = 0; id < QMIBTREE_COMP_MAX; ++id) run_all_actions(id);
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}();
+
 class Registry : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -73,6 +89,8 @@ class Registry : public ::testing::Test {
   const long allocations = allocations_made();
   const qmibtree_comps_t none = {};
 };
+
+TEST_F(Registry, HooksAndActionsAreAbsentAtLoad) { EXPECT_EQ(status_at_load, 0); }
 
 TEST_F(Registry, ANewComponentHasNoMarks) {
   EXPECT_EQ(marks(kId), 0u);

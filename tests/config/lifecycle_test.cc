@@ -90,6 +90,13 @@ TEST_F(Load, BackupIsLoadedAndSavedWhenMainIsErased) {
   expect_saved("back");
 }
 
+TEST_F(Load, BackupIsRewrittenTooWhenItIsTheOneLoaded) {
+  put(kBackup, image_of("<R.><PARAM name=\"Text\">back</PARAM></R.>"));  // as no save writes it
+  EXPECT_EQ(load(), 0);
+  EXPECT_EQ(flash_read(kTrace), trace({kCheckMainBad, kCheckBackupGood, kSaving}));
+  expect_saved("back");
+}
+
 TEST_F(Load, BackupIsLoadedAndSavedWhenTheMainDocumentIsBroken) {
   put(kMain, header_of(QMIBTREE_NVRAM_MAGIC, static_cast<uint32_t>(kBackupImage.size() - 8)) +
                  "<R.><PARAM");

@@ -519,6 +519,12 @@ INSTANTIATE_TEST_SUITE_P(Documents, XmlReadBroken, ::testing::ValuesIn(kBroken),
 
 TEST_P(XmlReadBroken, IsAnError) { EXPECT_EQ(load(GetParam().text), QMIBTREE_RC_ERROR); }
 
+TEST_P(XmlReadBroken, IsReportedOnNeitherStream) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(stdout_of([&] { load(GetParam().text); }), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(XmlRead, WhatCameBeforeAnErrorStaysApplied) {
   EXPECT_EQ(load("<R.><Port. instance=\"1\"><PARAM name=\"Name\">wan</PARAM></Port.>"
                  "<PARAM name=\"Text\" notification=\"2\">new</PARAM>&what;"

@@ -376,6 +376,16 @@ TEST_F(XmlWrite, UnknownSubtreeIsNotFound) {
   EXPECT_EQ(qmibtree_xml_dump_config(tree.inst, "R.Nothing.", &counted, 0), QMIBTREE_RC_NOT_FOUND);
 }
 
+TEST_F(XmlWrite, UnknownSubtreeIsLookedForBehindTheDeclaration) {
+  char text[sizeof kDeclaration] = "";
+  qmibtree_buff_t enough = {text, text, sizeof text, sizeof text};
+  EXPECT_EQ(qmibtree_xml_dump_config(tree.inst, "R.Nothing.", &enough, 0), QMIBTREE_RC_NOT_FOUND);
+  EXPECT_STREQ(text, kDeclaration);
+  qmibtree_buff_t one_less = {text, text, sizeof text - 1, sizeof text - 1};
+  EXPECT_EQ(qmibtree_xml_dump_config(tree.inst, "R.Nothing.", &one_less, 0),
+            QMIBTREE_RC_DUMP_EXCEEDED);
+}
+
 TEST_F(XmlWrite, FlagsAreNotUsed) {
   save({House::kText});
   qmibtree_buff_t counted = {};

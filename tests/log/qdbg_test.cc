@@ -453,6 +453,17 @@ TEST_F(Qdbg, UnknownLevelIsReportedAndLoggedWithoutName) {
   EXPECT_EQ(outputs.out, "\n[SYS - " + null_text() + "]: x1");
 }
 
+// Both streams into one, unbuffered, so that the order of the writes is seen.
+TEST_F(Qdbg, UnknownLevelIsReportedBeforeTheMessageIsPrinted) {
+  start();
+  EXPECT_EQ(flushed_output_of([] {
+              dup2(fileno(stdout), STDERR_FILENO);
+              std::setvbuf(stdout, nullptr, _IONBF, 0);
+              qdbg_logging_nochk(QDBG_FEAT_SYS, 9, "x");
+            }),
+            "_qdbg_get_level_name: levell(9) >= QDBG_LVL_MAX\n\n[SYS - " + null_text() + "]: x");
+}
+
 TEST_F(Qdbg, FirstUnknownLevelIsTheNumberOfLevels) {
   start();
   const Outputs outputs = outputs_of([] { qdbg_logging_nochk(QDBG_FEAT_SYS, 8, "x"); });

@@ -155,6 +155,18 @@ TEST_F(Init, ARefusingGetHookGivesNull) {
                               "destroy A.O.Got", "destroy A.O.", "destroy A.S", "destroy A."}));
 }
 
+TEST_F(Init, ARefusedTreeIsReportedOnNeitherStream) {
+  schema_.record(3).get_fn = refuse;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  const qmibtree_inst_t* const inst = qmibtree_init(schema_.block());
+  const std::string err = testing::internal::GetCapturedStderr();
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(inst, nullptr);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "");
+}
+
 TEST_F(Init, TwoTreesMayShareASchema) {
   CheckedTree one(schema_), other(schema_);
   ASSERT_NE(one.inst, nullptr);
@@ -229,6 +241,28 @@ TEST_F(Init, WithoutAUniqueIdIndexInstancesComeAndGo) {
 TEST_F(Destroy, AnswersZeroAndTellsChildrenFirst) {
   qmibtree_inst_t* const inst = qmibtree_init(schema_.block());
   ASSERT_NE(inst, nullptr);
+  g_calls.clear();
+  EXPECT_EQ(qmibtree_destroy(inst), 0u);
+  EXPECT_EQ(g_calls, (strings{"destroy A.S", "destroy A.O.Got", "destroy A.O.", "destroy A."}));
+}
+
+TEST_F(Destroy, NothingIsGoneWhileTheHooksRun) {
+  static int blocks;
+  for (uint32_t uid = 0; uid < 4; ++uid) {
+    schema_.record(uid).destroy_fn = [](qmibtree_inst_t* inst, qmibtree_node* node) {
+      for (const char* name : {"A.", "A.S", "A.O.", "A.O.Got"})
+        EXPECT_NE(qmibtree_find_node_by_name(inst, name), nullptr) << name;
+      EXPECT_EQ(qmibtree_hash_lookup_uid(inst->uid_hash, 1),
+                qmibtree_find_node_by_name(inst, "A.S"));
+      EXPECT_EQ(inst->notif->num, 1u);
+      EXPECT_EQ(live_blocks(), blocks);
+      return destroy(inst, node);
+    };
+  }
+  qmibtree_inst_t* const inst = qmibtree_init(schema_.block());
+  ASSERT_NE(inst, nullptr);
+  EXPECT_EQ(qmibtree_notify(inst, "A.S", 0), 0u);
+  blocks = live_blocks();
   g_calls.clear();
   EXPECT_EQ(qmibtree_destroy(inst), 0u);
   EXPECT_EQ(g_calls, (strings{"destroy A.S", "destroy A.O.Got", "destroy A.O.", "destroy A."}));

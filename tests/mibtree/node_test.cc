@@ -699,6 +699,19 @@ TEST_F(NodeValues, ARefusedNodeHoldsWhatTheHostFilledIn) {
   EXPECT_EQ(held, "filled in, filled in");
 }
 
+TEST_F(NodeValues, WhatARefusingHostHandsOverIsReleasedToo) {
+  add(0, "A.");
+  add(1, "S", QMIBTREE_TYPE_STRING).get_fn = get;
+  g_on_get = [](qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t* value, uint32_t) {
+    const qmibtree_value_t text = string_value("text");
+    EXPECT_EQ(qmibtree_datatype_get_datafn(QMIBTREE_TYPE_STRING)->copy(value, &text), 1u);
+    return 32u;
+  };
+  EXPECT_FALSE(build());
+  EXPECT_EQ(g_calls, (strings{"create A.", "create A.S", "get A.S", "destroy A.S", "destroy A."}));
+  EXPECT_EQ(live_blocks(), blocks_before_);
+}
+
 TEST_F(NodeValues, ARefusalFailsJustTheAddition) {
   add(0, "A.");
   add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);

@@ -204,6 +204,15 @@ TEST_F(Read, OfADynamicParameterWithoutAHookAnswersNoHook) {
   EXPECT_EQ(value.type, 0u);
 }
 
+TEST_F(Read, OfADynamicParameterWithoutAHookLeavesTheReadersValue) {
+  schema.record(kDynamic).get_fn = nullptr;
+  qmibtree_value_t before;
+  std::memset(&before, 0x5a, sizeof before);
+  std::memset(&value, 0x5a, sizeof value);
+  EXPECT_EQ(read("A.dyn"), 50u);
+  EXPECT_EQ(std::memcmp(&value, &before, sizeof value), 0);
+}
+
 TEST_F(Read, TakesTheValueOverWhenTheHookGivesItUp) {
   char text[] = "new";
   host.answer = string_value(text);

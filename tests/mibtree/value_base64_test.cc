@@ -59,6 +59,13 @@ TEST_F(Base64Value, AssignSharesTheBytes) {
   EXPECT_EQ(owner_.owned, 1);
 }
 
+TEST_F(Base64Value, AssignAnswersTheTypeId) {
+  for (const char* bytes : {"abc", static_cast<const char*>(nullptr)}) {
+    const qmibtree_value_t lent = base64_value(bytes, bytes ? 3 : 0);
+    EXPECT_EQ(fn_->assign(&owner_, &lent), 6u);
+  }
+}
+
 TEST_F(Base64Value, AssignReleasesWhatItReplaces) {
   own("before", 6);
   const qmibtree_value_t lent = base64_value("after", 5);

@@ -101,6 +101,18 @@ TEST_P(EveryScalar, EqualLooksAtThePayloadAlone) {
   EXPECT_EQ(fn(GetParam())->equal(&a, &b), 0);
 }
 
+// datetime is a word like them.
+TEST_F(Scalar, AssignAndCopyOfAWordAnswerZero) {
+  for (const uint32_t type :
+       {QMIBTREE_TYPE_INT, QMIBTREE_TYPE_UINT, QMIBTREE_TYPE_BOOL, QMIBTREE_TYPE_DATETIME}) {
+    for (const auto slot : {fn(type)->assign, fn(type)->copy}) {
+      qmibtree_value_t source = int_value(1), value = {};
+      source.type = type;
+      EXPECT_EQ(slot(&value, &source), 0u) << type;
+    }
+  }
+}
+
 struct parsed {
   const char* text;
   int32_t number;

@@ -52,6 +52,13 @@ TEST_F(StringValue, AssignSharesTheText) {
   EXPECT_EQ(owner_.owned, 1);
 }
 
+TEST_F(StringValue, AssignAnswersTheTypeId) {
+  for (const char* text : {"text", static_cast<const char*>(nullptr)}) {
+    const qmibtree_value_t lent = string_value(text);
+    EXPECT_EQ(fn_->assign(&owner_, &lent), 4u);
+  }
+}
+
 TEST_F(StringValue, AssignReleasesWhatItReplaces) {
   own("before");
   const qmibtree_value_t lent = string_value("after");
