@@ -4,23 +4,26 @@
 #include <cstring>
 
 #include "config/config_internal.hh"
+#include "mibtree/bkdr.hh"
 #include "util/decimal.hh"
 
 namespace {
+
+constexpr int32_t kMaxDepth = sizeof qmibtree_xml_load_ctx_t::lengths / sizeof(uint32_t) - 1;
+static_assert(kMaxDepth == 31);
 
 // The load's state, as the parser hands it round.
 struct loader {
   qmibtree_xml_load_ctx_t ctx;
   XML_Parser parser;
-  bool stopped;  // the parser still ends an empty element in whose start it was told to stop
-  size_t used;   // length of the path
+  bool stopped;   // the parser still ends an empty element in whose start it was told to stop
+  size_t used;    // length of the path
+  uint32_t hash;  // of the path; goes on with each segment, as the names of nodes do
   // A bit for each depth: the element open there is known to name an object, and its text is
   // nothing. Most texts are the line feeds between elements.
   uint32_t objects;
+  uint32_t hashes[kMaxDepth + 1];  // of the path at each of ctx.lengths
 };
-
-constexpr int32_t kMaxDepth = sizeof qmibtree_xml_load_ctx_t::lengths / sizeof(uint32_t) - 1;
-static_assert(kMaxDepth == 31);
 
 // What an element's attributes ask for.
 struct element {
@@ -46,6 +49,12 @@ void append_path(loader* load, const char* text) {
   if (more >= sizeof load->ctx.path - load->used) return stop(load);
   std::memcpy(load->ctx.path + load->used, text, more + 1);
   load->used += more;
+  load->hash = qmib::bkdr_continue(load->hash, text, text, text + more) & qmib::kBkdrMask;
+}
+
+// The node of the path, as qmibtree_find_node_by_name finds it.
+qmibtree_node* named_node(const loader* load) {
+  return qmib::qmibtree_hash_lookup_hashed(load->ctx.inst->name_hash, load->ctx.path, load->hash);
 }
 
 void take_name(loader* load, element* seen, const char* value) {
@@ -100,7 +109,8 @@ void take_attribute(loader* load, element* seen, const char* name, const char* v
 // which is how a document addresses an instance that exists.
 void enter_instance(loader* load, element* seen) {
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
-  (void)qmibtree_add_object(ctx.inst, ctx.path, &seen->instance, ctx.flags, seen->right);
+  if (qmibtree_node* const node = named_node(load))
+    (void)qmibtree_add_object_by_node(ctx.inst, node, &seen->instance, ctx.flags, seen->right);
   char number[10];
   std::snprintf(number, sizeof number, "%d.", static_cast<int>(seen->instance));
   append_path(load, number);
@@ -116,8 +126,11 @@ void XMLCALL qmibtree_xml_start_element(void* user, const XML_Char* name, const 
   if (!seen.named) append_path(load, name);
   if (!load->stopped && seen.instance != 0) enter_instance(load, &seen);
   if (load->stopped) return;
-  if (seen.attr != 0) (void)qmibtree_set_attr(ctx.inst, ctx.path, seen.attr);
+  if (seen.attr != 0)
+    if (qmibtree_node* const node = named_node(load))
+      (void)qmibtree_set_attr_by_node(ctx.inst, node, seen.attr);
   ctx.lengths[++ctx.depth] = static_cast<uint32_t>(load->used);
+  load->hashes[ctx.depth] = load->hash;
   load->objects &= ~(uint32_t{1} << ctx.depth);
 }
 
@@ -125,6 +138,7 @@ void XMLCALL qmibtree_xml_end_element(void* user, const XML_Char*) {
   auto* const load = static_cast<loader*>(user);
   if (load->stopped) return;
   load->used = load->ctx.lengths[--load->ctx.depth];
+  load->hash = load->hashes[load->ctx.depth];
   load->ctx.path[load->used] = '\0';
 }
 
@@ -133,7 +147,7 @@ void XMLCALL qmibtree_xml_char_data(void* user, const XML_Char* text, int len) {
   auto* const load = static_cast<loader*>(user);
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
   if (ctx.ignore || load->objects >> ctx.depth & 1) return;
-  qmibtree_node* const node = qmibtree_find_node_by_name(ctx.inst, ctx.path);
+  qmibtree_node* const node = named_node(load);
   if (!node) return;
   if (!qmib::is_param(node)) {
     load->objects |= uint32_t{1} << ctx.depth;

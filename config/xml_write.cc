@@ -32,13 +32,22 @@ saved_parts parts_of(const qmibtree_node* node) {
   return {value || (node->flags & kAttributes) != 0, value};
 }
 
+// In one step, where the build is not for size and there is room.
+[[gnu::always_inline]] inline uint32_t write_tag(qmibtree_buff_t* buff, const char* before,
+                                                 const char* name, const char* after) {
+#ifndef __OPTIMIZE_SIZE__
+  if (qmib::append_whole(buff, piece(before), piece(name), piece(after))) return QMIBTREE_RC_OK;
+#endif
+  return append(buff, before, name, after);
+}
+
 // Writes the open tags from just below `stop` down to `node`, top first.
 uint32_t qmibtree_xml_open_parents(qmibtree_buff_t* buff, const qmibtree_node* node,
                                    const qmibtree_node* stop) {
   if (!node || node == stop) return QMIBTREE_RC_OK;
   const uint32_t rc = qmibtree_xml_open_parents(buff, node->parent, stop);
   if (failed(rc) || qmib::is_template(node)) return rc;  // a template has no element of its own
-  return append(buff, "<", node->name, ">\n");
+  return write_tag(buff, "<", node->name, ">\n");
 }
 
 uint32_t open_instance(qmibtree_buff_t* buff, const qmibtree_node* node) {
@@ -68,44 +77,111 @@ uint32_t write_notification(qmibtree_buff_t* buff, const qmibtree_node* node) {
 
 #ifndef __OPTIMIZE_SIZE__
 
-// Writes the element of a parameter in one step; false where it does not fit. Always inline:
-// handing a number over costs as much as writing it.
+// What stands around the name and the value of a parameter without attributes.
+constexpr char kBefore[] = "<PARAM name=\"", kBetween[] = "\">", kAfter[] = "</PARAM>\n";
+constexpr size_t kAround = sizeof kBefore + sizeof kBetween + sizeof kAfter - 3;
+
+// Puts such an element without a NUL; the end of it, null where there is no room for it and a NUL.
+// Always inline: handing a number over costs as much as writing it.
 template <typename Text>
-[[gnu::always_inline]] inline bool write_whole(qmibtree_buff_t* buff, const char* name, Text text) {
-  return qmib::append_whole(buff, piece("<PARAM name=\""), piece(name), piece("\">"), text,
-                            piece("</PARAM>\n"));
+[[gnu::always_inline]] inline char* put_param(char* to, size_t room, const char* name, Text text) {
+  const size_t name_length = std::strlen(name);
+  if (kAround + name_length + text.length() >= room) return nullptr;
+  const auto put = [&to](const char* from, size_t length) {
+    std::memcpy(to, from, length);
+    to += length;
+  };
+  put(kBefore, sizeof kBefore - 1);
+  put(name, name_length);
+  put(kBetween, sizeof kBetween - 1);
+  text.put(to);
+  to += text.length();
+  put(kAfter, sizeof kAfter - 1);
+  return to;
 }
 
-bool write_int(qmibtree_buff_t* buff, const char* name, const qmibtree_value_t& value) {
-  return write_whole(buff, name, number(value.i));
+number text_of_int(const qmibtree_value_t& value) { return number(value.i); }
+number text_of_uint(const qmibtree_value_t& value) { return number(value.u); }
+piece text_of_string(const qmibtree_value_t& value) {
+  return piece(value.str ? value.str : "<null>");
 }
-bool write_uint(qmibtree_buff_t* buff, const char* name, const qmibtree_value_t& value) {
-  return write_whole(buff, name, number(value.u));
-}
-bool write_string(qmibtree_buff_t* buff, const char* name, const qmibtree_value_t& value) {
-  return value.str && write_whole(buff, name, piece(value.str));
-}
-bool write_bool(qmibtree_buff_t* buff, const char* name, const qmibtree_value_t& value) {
-  return write_whole(buff, name, value.b ? piece("true") : piece("false"));
+piece text_of_bool(const qmibtree_value_t& value) {
+  return value.b ? piece("true") : piece("false");
 }
 
-// By type id: the types whose text is at hand, or is counted without being made.
-using write_fn = bool (*)(qmibtree_buff_t* buff, const char* name, const qmibtree_value_t& value);
-constexpr write_fn writers[] = {nullptr,      nullptr, write_int, write_uint,
-                                write_string, nullptr, nullptr,   write_bool};
-static_assert(sizeof writers / sizeof *writers == 8 && QMIBTREE_TYPE_BOOL == 7);
+// The values whose text is at hand, or is counted without being made.
+struct text_fn {
+  size_t (*length)(const qmibtree_value_t& value);
+  char* (*put)(char* to, size_t room, const char* name, const qmibtree_value_t& value);
+};
 
-// The usual parameter, without attributes and of a stored value, in one step. False where it is not
-// one, or does not fit: then it goes step by step, and is cut where that cuts. Two fifths of the
+template <auto text_of>
+constexpr text_fn text_by = {
+    [](const qmibtree_value_t& value) { return text_of(value).length(); },
+    [](char* to, size_t room, const char* name, const qmibtree_value_t& value) {
+      return put_param(to, room, name, text_of(value));
+    },
+};
+
+// By type id.
+constexpr text_fn texts[] = {
+    {}, {}, text_by<text_of_int>, text_by<text_of_uint>, text_by<text_of_string>,
+    {}, {}, text_by<text_of_bool>};
+constexpr size_t kTexts = sizeof texts / sizeof *texts;
+static_assert(kTexts == QMIBTREE_TYPE_BOOL + 1);
+
+// The usual parameter: no instance, no attributes, its value is stored, is written, and has a text
+// by the table.
+const text_fn* usual_text(const qmibtree_node* node) {
+  constexpr uint32_t kUnusual = kAttributes | QMIBTREE_NODE_INSTANCE;
+  if ((node->flags & (kUnusual | QMIBTREE_NODE_PARAM)) != QMIBTREE_NODE_PARAM) return nullptr;
+  if (qmib::is_dynamic(node) || !parts_of(node).value) return nullptr;
+  const uint32_t type = node->value.type;
+  return type < kTexts && texts[type].put ? &texts[type] : nullptr;
+}
+
+// The next one is on its way while a node is written: a twentieth of a large save.
+void prefetch_next(const qmibtree_node* node) {
+  if (!node->next) return;
+  __builtin_prefetch(node->next);
+  __builtin_prefetch(&node->next->value);
+}
+
+qmibtree_node* count_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
+  size_t size = 0;
+  for (; node; node = node->next) {
+    prefetch_next(node);
+    const text_fn* const text = usual_text(node);
+    if (!text) break;
+    size += kAround + std::strlen(node->name) + text->length(node->value);
+  }
+  buff->size += static_cast<uint32_t>(size);
+  return node;
+}
+
+// Writes usual parameters from `node` on in one step each; the sibling that it stops at, which is
+// not one or does not fit: that goes step by step, and is cut where that cuts. A third of the
 // time of the steps; a build for size does without.
-bool write_usual_param(const qmibtree_node* node, qmibtree_buff_t* buff) {
-  if ((node->flags & kAttributes) != 0 || qmib::is_dynamic(node)) return false;
-  const write_fn write = writers[node->value.type & 7];  // a stored value has no other type
-  return write && write(buff, node->name, node->value);
+qmibtree_node* write_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
+  if (!buff->pos) return count_usual_params(node, buff);
+  char* const start = buff->pos;
+  char* const end = start + buff->left;
+  char* to = start;
+  for (; node; node = node->next) {
+    prefetch_next(node);
+    const text_fn* const text = usual_text(node);
+    char* const behind =
+        text ? text->put(to, static_cast<size_t>(end - to), node->name, node->value) : nullptr;
+    if (!behind) break;
+    to = behind;
+  }
+  if (to == start) return node;
+  *to = '\0';
+  buff->pos = to;
+  buff->left = static_cast<uint32_t>(end - to);
+  return node;
 }
 
-#else
-bool write_usual_param(const qmibtree_node*, qmibtree_buff_t*) { return false; }
 #endif
 
 // Not inline: it would double the frame of the usual way past it.
@@ -122,24 +198,45 @@ bool write_usual_param(const qmibtree_node*, qmibtree_buff_t*) { return false; }
   return failed(rc) ? rc : append(buff, piece("</PARAM>\n"));
 }
 
+// Opens what a parameter stands in.
+uint32_t open_around(const qmibtree_node* param, qmibtree_buff_t* buff, open_element* open) {
+  if (*open == param->parent) return QMIBTREE_RC_OK;
+  const uint32_t rc = qmibtree_xml_open_parents(buff, param->parent, *open);
+  *open = param->parent;
+  return rc;
+}
+
 // Deliberate: the value goes out as it is, nothing is escaped, and a text with "<" or "&" makes the
 // document unreadable. Hosts keep such characters out of saved values; kept by xml_write_test.cc.
 uint32_t write_param(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_t* buff,
                      open_element* open) {
   const saved_parts parts = parts_of(node);
   if (!parts.element) return QMIBTREE_RC_OK;
-  uint32_t rc = QMIBTREE_RC_OK;
-  if (*open != node->parent) rc = qmibtree_xml_open_parents(buff, node->parent, *open);
-  *open = node->parent;
-  if (failed(rc) || (parts.value && write_usual_param(node, buff))) return rc;
-  return write_param_by_steps(inst, node, buff, parts.value);
+  const uint32_t rc = open_around(node, buff, open);
+  return failed(rc) ? rc : write_param_by_steps(inst, node, buff, parts.value);
+}
+
+// A parameter, and the usual ones among those behind it; `*next` is the sibling to go on with.
+uint32_t write_params(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_t* buff,
+                      open_element* open, qmibtree_node** next) {
+#ifndef __OPTIMIZE_SIZE__
+  if (parts_of(node).element) {
+    const uint32_t rc = open_around(node, buff, open);
+    if (failed(rc)) return rc;
+    *next = write_usual_params(node, buff);
+    if (*next != node) return QMIBTREE_RC_OK;
+  }
+#endif
+  const uint32_t rc = write_param(inst, node, buff, open);
+  *next = node->next;
+  return rc;
 }
 
 uint32_t leave(qmibtree_buff_t* buff, qmibtree_node* node, open_element* open) {
   if (*open != node) return QMIBTREE_RC_OK;  // nothing below it was written
   const qmibtree_node* const named = qmib::is_instance(node) ? node->parent : node;
   *open = named->parent;
-  return append(buff, "</", named->name, ">\n");
+  return write_tag(buff, "</", named->name, ">\n");
 }
 
 // An instance is one whatever else it is: a hook may have made a parameter into one.
@@ -157,13 +254,13 @@ uint32_t write_object(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_
   // Other objects are opened once something below them is written.
   if (!is_template && qmib::is_instance(node)) rc = enter_instance(buff, node, open);
   qmibtree_node* child = depth > 1 && !qmib::is_param(node) ? node->first_child : nullptr;
-  for (; child && !failed(rc); child = child->next) {
-    if (child->next) {  // on its way while this one is written: a twentieth of a large save
-      __builtin_prefetch(child->next);
-      __builtin_prefetch(&child->next->value);
+  while (child && !failed(rc)) {
+    if (is_plain_param(child)) {
+      rc = write_params(inst, child, buff, open, &child);
+    } else {
+      rc = write_object(inst, child, buff, depth - 1, open);
+      child = child->next;
     }
-    rc = is_plain_param(child) ? write_param(inst, child, buff, open)
-                               : write_object(inst, child, buff, depth - 1, open);
   }
   return failed(rc) || is_template ? rc : leave(buff, node, open);
 }

@@ -205,6 +205,9 @@ inline std::string value_text(const qmibtree_value_t& value) {
     case QMIBTREE_TYPE_BOOL:
       return value.b ? "true" : "false";
     case QMIBTREE_TYPE_STRING:
+    case 8:  // the string type under other numbers
+    case 9:
+    case 10:
       return value.str ? value.str : "<null>";
     case QMIBTREE_TYPE_BASE64:
       if (!value.data) return "";

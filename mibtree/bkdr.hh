@@ -14,6 +14,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "qmibtree.h"
+
 namespace qmib {
 
 constexpr uint32_t kBkdrMask = 0x7FFFFFFF;
@@ -34,10 +36,22 @@ struct bkdr_powers {
   }
 };
 
+// A block is a byte.
+class bkdr_byte {
+ public:
+  static constexpr size_t kSize = 1;
+  using Smaller = bkdr_byte;
+  static uint32_t sum(const char* byte) {
+    return static_cast<uint32_t>(static_cast<signed char>(*byte));
+  }
+  static uint32_t sum_last(const char* byte, size_t) { return sum(byte); }
+};
+
 // A block is a machine word, as wide as the processor multiplies at once.
 class bkdr_word {
  public:
   static constexpr size_t kSize = sizeof(size_t);
+  using Smaller = bkdr_byte;
 
   static uint32_t sum(const char* bytes) { return sum_signed(load(bytes)); }
 
@@ -85,6 +99,7 @@ class bkdr_word {
 class bkdr_vector {
  public:
   static constexpr size_t kSize = 16;
+  using Smaller = bkdr_word;
 
   static uint32_t sum(const char* bytes) { return sum_of(load(bytes)); }
 
@@ -100,34 +115,21 @@ class bkdr_vector {
   static __m128i load(const void* bytes) {
     return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
   }
-  // Factors of the earlier and the later one of a pair. Sums of pairs of bytes fit 16 bits.
-  template <size_t n>
-  static __m128i factors() {
-    constexpr auto kPair = static_cast<int>(bkdr_power(n) | 1 << 16);
-    return _mm_set1_epi32(kPair);
-  }
+  static constexpr auto power(size_t n) { return static_cast<int>(bkdr_power(n)); }
   static uint32_t sum_of(__m128i bytes) {
-    const __m128i low = _mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8);
-    const __m128i high = _mm_srai_epi16(_mm_unpackhi_epi8(bytes, bytes), 8);
-    const __m128i pairs =
-        _mm_packs_epi32(_mm_madd_epi16(low, factors<1>()), _mm_madd_epi16(high, factors<1>()));
-    uint32_t fours[4];
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(fours), _mm_madd_epi16(pairs, factors<2>()));
-    return (fours[0] * bkdr_power(4) + fours[1]) * bkdr_power(8) +
-           (fours[2] * bkdr_power(4) + fours[3]);
+    // Pairs of bytes fit 16 bits, fours of them 32; of the rest the low 32 bits count.
+    const __m128i first = _mm_srai_epi16(_mm_slli_epi16(bytes, 8), 8);
+    const __m128i second = _mm_srai_epi16(bytes, 8);
+    const __m128i pairs = _mm_add_epi16(_mm_mullo_epi16(first, _mm_set1_epi16(131)), second);
+    const __m128i fours = _mm_madd_epi16(pairs, _mm_set1_epi32(power(2) | 1 << 16));
+    const __m128i even = _mm_mul_epu32(fours, _mm_set_epi32(0, power(4), 0, power(12)));
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(fours, 32), _mm_set_epi32(0, 1, 0, power(8)));
+    const __m128i eights = _mm_add_epi64(even, odd);
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(eights)) +
+           static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_unpackhi_epi64(eights, eights)));
   }
 };
 #endif
-
-// A block is a byte.
-class bkdr_byte {
- public:
-  static constexpr size_t kSize = 1;
-  static uint32_t sum(const char* byte) {
-    return static_cast<uint32_t>(static_cast<signed char>(*byte));
-  }
-  static uint32_t sum_last(const char* byte, size_t) { return sum(byte); }
-};
 
 // What is fastest here. Words of four bytes take as many instructions as their bytes.
 #if defined(__SSE2__)
@@ -145,11 +147,10 @@ using bkdr_block = bkdr_byte;
 template <typename Block>
 uint32_t bkdr_continue_by(uint32_t before, const char* start, const char* text, const char* end) {
   static constexpr bkdr_powers<Block::kSize> kPowers;
+  if (text == end) return before;
+  if (static_cast<size_t>(end - start) < Block::kSize)
+    return bkdr_continue_by<typename Block::Smaller>(before, start, text, end);
   uint32_t hash = before;
-  if (static_cast<size_t>(end - start) < Block::kSize || text == end) {
-    for (; text < end; ++text) hash = hash * 131 + bkdr_byte::sum(text);
-    return hash;
-  }
   const char* const last = end - Block::kSize;
   for (; text < last; text += Block::kSize)
     hash = hash * bkdr_power(Block::kSize) + Block::sum(text);
@@ -158,6 +159,10 @@ uint32_t bkdr_continue_by(uint32_t before, const char* start, const char* text, 
   return hash * kPowers.of[left] + Block::sum_last(last, left);
 }
 uint32_t bkdr_continue(uint32_t before, const char* start, const char* text, const char* end);
+
+// qmibtree_hash_lookup_name of a name whose masked hash is known.
+qmibtree_node* qmibtree_hash_lookup_hashed(qmibtree_hash_t* hash, const char* fullName,
+                                           uint32_t key);
 
 }  // namespace qmib
 

@@ -93,7 +93,14 @@ static_assert(datatypes[kTypes - 1].record == kString);
 
 const char* qmibtree_datatype_get_type_str(uint32_t type) { return datatype_of(type).name; }
 
-const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) { return datafn_of(type); }
+const qmibtree_datafn_t* qmibtree_datatype_get_datafn(uint32_t type) {
+  return &datatype_records[datatype_of(type).record];
+}
+
+void qmib::qmibtree_value_release_owned(qmibtree_value_t* value) {
+  const qmibtree_datafn_t* const fn = datafn_of(value->type);
+  if (fn->release) fn->release(value);
+}
 
 void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value) {
   const qmibtree_datafn_t* const fn = datafn_of(value->type);

@@ -72,7 +72,11 @@ void qmibtree_hash_unlink_name(qmibtree_hash_t* hash, qmibtree_node* node) {
 }
 
 qmibtree_node* qmibtree_hash_lookup_name(qmibtree_hash_t* hash, const char* fullName) {
-  const uint32_t key = BKDRHash(fullName);
+  return qmib::qmibtree_hash_lookup_hashed(hash, fullName, BKDRHash(fullName));
+}
+
+qmibtree_node* qmib::qmibtree_hash_lookup_hashed(qmibtree_hash_t* hash, const char* fullName,
+                                                 uint32_t key) {
   qmibtree_node* node = *bucket_of(hash, key);
   while (node && (node->hash != key || std::strcmp(node->fullName, fullName) != 0))
     node = node->name_next;

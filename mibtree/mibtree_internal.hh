@@ -72,14 +72,20 @@ extern const qmibtree_datafn_t datatype_records[kRecords];
 
 inline const datatype& datatype_of(uint32_t type) { return datatypes[type < kTypes ? type : 0]; }
 
-// qmibtree_datatype_get_datafn, without the call: several are made for each node.
+// qmibtree_datatype_get_datafn, without the call where the build is not for size: several are made
+// for each node.
 inline const qmibtree_datafn_t* datafn_of(uint32_t type) {
+#ifdef __OPTIMIZE_SIZE__
+  return qmibtree_datatype_get_datafn(type);
+#else
   return &datatype_records[datatype_of(type).record];
+#endif
 }
 
+// Of a value that is overwritten or goes: one that owns nothing stays as it is.
+void qmibtree_value_release_owned(qmibtree_value_t* value);
 inline void qmibtree_value_release(qmibtree_value_t* value) {
-  const qmibtree_datafn_t* const fn = datafn_of(value->type);
-  if (fn->release) fn->release(value);
+  if (value->owned != 0) qmibtree_value_release_owned(value);
 }
 
 // True when both have the same type and that type finds them equal.
