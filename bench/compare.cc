@@ -170,38 +170,51 @@ Side building(const Workload& work, Tree* tree) {
   return {[&work, tree] { *tree = work.empty_tree(); }, [] {}, [tree] { tree->reset(); }};
 }
 
-Side inserting(const Workload& work, std::unordered_map<std::string, int>* map) {
+Side inserting(const Workload& work, Map* map) {
   return {[&work, map] {
-            for (const std::string& name : work.nodes) map->emplace(name, 0);
+            for (const std::string& name : work.nodes) map->emplace(name, qmibtree_value_t());
           },
           [] {}, [map] { *map = {}; }};
 }
 
 // --- all of them ---
 
+// A workload, made where a row needs it.
+struct Source {
+  const char* title;
+  Workload (*make)();
+};
+
 template <typename Run>
-void add(const Workload& work, const std::string& row, Run run) {
-  benchmark::RegisterBenchmark((work.title + "/" + row).c_str(), run)
+void add(const Source& source, const std::string& row, Run run) {
+  const auto measure = [source, run](benchmark::State& state) {
+    const Workload work = source.make();
+    run(state, work);
+    state.counters["parameters"] = static_cast<double>(work.parameters.size());
+    state.counters["nodes"] = static_cast<double>(work.nodes.size());
+    state.counters["document"] = static_cast<double>(work.document.size());
+  };
+  benchmark::RegisterBenchmark((std::string(source.title) + "/" + row).c_str(), measure)
       ->Iterations(1)
       ->UseManualTime()
       ->Unit(benchmark::kMicrosecond);
 }
 
-void add_rows(const Workload& work) {
-  const size_t count = work.parameters.size();
-  add(work, "hash/byte loop", [&work, count](benchmark::State& state) {
-    compare(state, count, hashing(work, BKDRHash), hashing(work, plain_hash));
+void add_rows(const Source& source) {
+  using State = benchmark::State;
+  add(source, "hash/byte loop", [](State& state, const Workload& work) {
+    compare(state, work.parameters.size(), hashing(work, BKDRHash), hashing(work, plain_hash));
   });
-  add(work, "noise/itself", [&work, count](benchmark::State& state) {
+  add(source, "noise/itself", [](State& state, const Workload& work) {
     const Tree tree = work.filled_tree();
-    compare(state, count, finding(work, tree.get()), finding(work, tree.get()));
+    compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, tree.get()));
   });
-  add(work, "lookup/unordered_map", [&work, count](benchmark::State& state) {
+  add(source, "lookup/unordered_map", [](State& state, const Workload& work) {
     const Tree tree = work.filled_tree();
     Map map;
     for (const Parameter& parameter : work.parameters)
       map[parameter.name] = parameter.values[0].record();
-    compare(state, count, finding(work, tree.get()), finding(work, map));
+    compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, map));
   });
   using Make = std::unique_ptr<Peer> (*)(const Workload&);
   static constexpr struct {
@@ -214,44 +227,47 @@ void add_rows(const Workload& work) {
       {"SQLite", make_sqlite},
   };
   for (const auto& peer : kPeers) {
-    add(work, std::string("lookup/") + peer.title, [&work, &peer, count](benchmark::State& state) {
+    add(source, std::string("lookup/") + peer.title, [&peer](State& state, const Workload& work) {
       const Tree tree = work.filled_tree();
       const std::unique_ptr<Peer> other = peer.make(work);
-      compare(state, count, finding(work, tree.get()), reading(work, *other));
+      compare(state, work.parameters.size(), finding(work, tree.get()), reading(work, *other));
     });
-    add(work, std::string("write/") + peer.title, [&work, &peer, count](benchmark::State& state) {
+    add(source, std::string("write/") + peer.title, [&peer](State& state, const Workload& work) {
       const Tree tree = reporting_tree(work);
       const Records records(work);
       const std::unique_ptr<Peer> other = peer.make(work);
-      compare(state, count, writing(work, records, tree.get()), writing(work, *other));
+      compare(state, work.parameters.size(), writing(work, records, tree.get()),
+              writing(work, *other));
     });
   }
-  add(work, "load/expat", [&work, count](benchmark::State& state) {
+  add(source, "load/expat", [](State& state, const Workload& work) {
     Tree tree;
-    compare(state, count, loading(work, &tree), parsing_only(work));
+    compare(state, work.parameters.size(), loading(work, &tree), parsing_only(work));
   });
-  add(work, "load/libyang", [&work, count](benchmark::State& state) {
-    Tree tree;
-    const std::unique_ptr<Yang> yang = make_libyang(work);
-    compare(state, count, loading(work, &tree),
-            {[&] { yang->parse(); }, [] {}, [&] { yang->discard(); }});
-  });
-  add(work, "save/pugixml", [&work, count](benchmark::State& state) {
+  for (const bool validate : {true, false})
+    add(source, validate ? "load/libyang" : "load/libyang unvalidated",
+        [validate](State& state, const Workload& work) {
+          Tree tree;
+          const std::unique_ptr<Yang> yang = make_libyang(work);
+          compare(state, work.parameters.size(), loading(work, &tree),
+                  {[&] { yang->parse(validate); }, [] {}, [&] { yang->discard(); }});
+        });
+  add(source, "save/pugixml", [](State& state, const Workload& work) {
     const Tree tree = work.filled_tree();
     std::string text;
     Text out;
     pugi::xml_document document;
     if (!document.load_buffer(work.document.data(), work.document.size())) std::abort();
-    compare(state, count, saving(tree.get(), &text), saving(document, &out));
+    compare(state, work.parameters.size(), saving(tree.get(), &text), saving(document, &out));
   });
-  add(work, "save/memcpy", [&work, count](benchmark::State& state) {
+  add(source, "save/memcpy", [](State& state, const Workload& work) {
     const Tree tree = work.filled_tree();
     std::string text, copy = work.document;
-    compare(state, count, saving(tree.get(), &text), copying(work, &copy));
+    compare(state, work.parameters.size(), saving(tree.get(), &text), copying(work, &copy));
   });
-  add(work, "build/unordered_map", [&work](benchmark::State& state) {
+  add(source, "build/unordered_map", [](State& state, const Workload& work) {
     Tree tree;
-    std::unordered_map<std::string, int> map;
+    Map map;
     compare(state, work.nodes.size(), building(work, &tree), inserting(work, &map));
   });
 }
@@ -262,14 +278,9 @@ void add_rows(const Workload& work) {
 
 int main(int argc, char** argv) {
   bench::keep_memory();
-  const bench::Workload workloads[] = {bench::make_small(), bench::make_large()};
-  for (const bench::Workload& work : workloads) {
-    benchmark::AddCustomContext(work.title, std::to_string(work.parameters.size()) +
-                                                " parameters, " +
-                                                std::to_string(work.nodes.size()) + " nodes, " +
-                                                std::to_string(work.document.size()) + " bytes");
-    bench::add_rows(work);
-  }
+  for (const bench::Source& source :
+       {bench::Source{"W1", bench::make_small}, bench::Source{"W2", bench::make_large}})
+    bench::add_rows(source);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   benchmark::RunSpecifiedBenchmarks();

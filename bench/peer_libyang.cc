@@ -9,20 +9,41 @@
 namespace bench {
 namespace {
 
-const std::map<uint32_t, const char*> kTypes = {
-    {QMIBTREE_TYPE_INT, "int32"},     {QMIBTREE_TYPE_UINT, "uint32"},
-    {QMIBTREE_TYPE_STRING, "string"}, {QMIBTREE_TYPE_DATETIME, "uint32"},
-    {QMIBTREE_TYPE_BASE64, "binary"}, {QMIBTREE_TYPE_BOOL, "boolean"},
-};
+std::string between(int64_t low, int64_t high) {
+  return " \"" + std::to_string(low) + ".." + std::to_string(high) + "\"; }";
+}
+
+std::string as_long_as(const qmibtree_uidinfo_t& record) {
+  const auto max = static_cast<int32_t>(record.max_len);
+  return max > 0 ? " { length" + between(0, max) : ";";
+}
+
+// The type with the bounds that the library checks.
+std::string type_of(const qmibtree_uidinfo_t& record) {
+  switch (record.type) {
+    case QMIBTREE_TYPE_INT:
+      return "int32 { range" + between(record.int_min, record.int_max);
+    case QMIBTREE_TYPE_UINT:
+      return "uint32 { range" + between(record.uint_min, record.uint_max);
+    case QMIBTREE_TYPE_DATETIME:
+      return "uint32;";
+    case QMIBTREE_TYPE_BASE64:
+      return "binary" + as_long_as(record);
+    case QMIBTREE_TYPE_BOOL:
+      return "boolean;";
+    default:
+      return "string" + as_long_as(record);
+  }
+}
 
 // The model in its own language: containers, lists with a key for tables, and leaves.
 struct Outline {
   std::map<std::string, Outline> children;
   bool is_list = false;
-  uint32_t type = 0;  // of a leaf
+  const qmibtree_uidinfo_t* record = nullptr;  // of a leaf
 
   std::string text(const std::string& name) const {
-    if (type) return "leaf " + name + " { type " + kTypes.at(type) + "; }\n";
+    if (record) return "leaf " + name + " { type " + type_of(*record) + " }\n";
     std::string text = (is_list ? "list " : "container ") + name + " {\n";
     if (is_list) text += "key id; leaf id { type uint32; }\n";
     for (const auto& [segment, child] : children) text += child.text(segment);
@@ -60,9 +81,10 @@ class Libyang : public Yang {
     const LY_ERR result = lyd_change_term(find(i), work_.parameters[i].values[which].text.c_str());
     if (result != LY_ENOT) expect(result);  // LY_ENOT: it had that value
   }
-  // Without the validation that would follow.
-  void parse() override {
-    expect(lyd_parse_data_mem(context_, document_.c_str(), LYD_XML, LYD_PARSE_ONLY, 0, &parsed_));
+  void parse(bool validate) override {
+    const uint32_t options = validate ? 0 : LYD_PARSE_ONLY;
+    const uint32_t checks = validate ? LYD_VALIDATE_PRESENT : 0;
+    expect(lyd_parse_data_mem(context_, document_.c_str(), LYD_XML, options, checks, &parsed_));
   }
   void discard() override { lyd_free_all(parsed_); }
 
@@ -74,6 +96,7 @@ class Libyang : public Yang {
   }
 
   static std::string module_of(const Workload& work) {
+    const Tree tree = work.empty_tree();
     Outline top;
     for (const Parameter& parameter : work.parameters) {
       Outline* node = &top;
@@ -83,7 +106,7 @@ class Libyang : public Yang {
         else
           node = &node->children[segment];
       }
-      node->type = parameter.values[0].type;
+      node->record = qmibtree_find_node_by_name(tree.get(), parameter.name.c_str())->uidinfo;
     }
     std::string text = "module bench { namespace \"urn:bench\"; prefix b;\n";
     for (const auto& [segment, child] : top.children) text += child.text(segment);

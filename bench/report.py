@@ -89,8 +89,13 @@ def goal_rows(results, text):
 
 
 def by_name(paths):
-    rows = [row for path in paths for row in json.loads(path.read_text())["benchmarks"]]
-    return {re.sub("/iterations.*", "", row["name"]): row for row in rows}
+    """The rows by name; of those measured several times, the one whose ratio is in the middle."""
+    rows = {}
+    for path in sorted(paths):
+        for row in json.loads(path.read_text())["benchmarks"]:
+            rows.setdefault(re.sub("/iterations.*", "", row["name"]), []).append(row)
+    return {name: sorted(several, key=lambda row: row.get("library/reference", 0))[len(several) // 2]
+            for name, several in rows.items()}
 
 
 def all_rows(results):
@@ -156,7 +161,13 @@ def output(*command):
     return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
-def machine(context):
+def workload(rows):
+    row = next(iter(rows.values()))
+    return (f"{row['parameters']:.0f} parameters, {row['nodes']:.0f} nodes, "
+            f"{row['document']:,.0f} bytes of document")
+
+
+def machine(results):
     lscpu = {entry["field"]: entry["data"] for entry in json.loads(output("lscpu", "-J"))["lscpu"]}
     versions = output("dpkg-query", "-W", "-f", "${Package} ${Version}, ", *PACKAGES)
     caches = ", ".join(f"{field.split()[0]} {size}" for field, size in lscpu.items()
@@ -166,16 +177,17 @@ def machine(context):
         f"- {lscpu['Model name:']}, {lscpu['CPU(s):']} processors; {caches}",
         f"- Linux {output('uname', '-r').strip()}; {compiler}, Release (-O3)",
         f"- {versions.rstrip(', ')}",
-        *(f"- {workload}: {context[workload]} of document" for workload in WORKLOADS),
+        *(f"- {w}: {workload(results[w])}" for w in WORKLOADS),
     ]
 
 
-def sections(folder, context, results, goals):
+def sections(folder, results, goals):
     costs = by_name([folder / "costs.json"])
     instances, counts = instance_rows(costs)
     stored, start = start_rows(folder)
+    parameters = next(iter(results["W1"].values()))["parameters"]
     return {
-        "machine": machine(context),
+        "machine": machine(results),
         "goals": table(("measured / reference", *WORKLOADS, "must", "near the limit", "reached"),
                        goals),
         "rows": table(("", "measured", "reference", "library, ns", "reference, ns",
@@ -186,7 +198,7 @@ def sections(folder, context, results, goals):
         "heap": table(("", "", "parameters", "nodes", "bytes", "bytes a parameter"),
                       heap_rows(folder)),
         "instructions": table(("W1, a parameter", "lookup", "load", "save", "build"),
-                              instruction_rows(folder, int(context["W1"].split()[0]))),
+                              instruction_rows(folder, parameters)),
     }
 
 
@@ -228,13 +240,11 @@ def main():
     parser.add_argument("--doc", action="store_true")
     parser.add_argument("folder", type=Path, help="where the results lie")
     options = parser.parse_args()
-    compared = sorted(options.folder.glob("compare.*.json"))
-    context = json.loads(compared[0].read_text())["context"]
-    named = by_name(compared)
+    named = by_name(options.folder.glob("compare.*.json"))
     results = {w: {name[3:]: row for name, row in named.items() if name.startswith(w)}
                for w in WORKLOADS}
     goals = goal_rows(results, int((options.folder / "text").read_text()))
-    made = sections(options.folder, context, results, goals)
+    made = sections(options.folder, results, goals)
     for lines in made.values():
         print("\n".join(lines) + "\n")
     if options.doc:

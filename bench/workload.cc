@@ -1,8 +1,12 @@
 #include "workload.hh"
 
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <numeric>
 #include <random>
@@ -101,9 +105,9 @@ Value value_of(const qmibtree_node* node, size_t i, int which) {
   return value;
 }
 
-Workload make(const char* title, Instances instances) {
+// All but the title, the names and their texts.
+Workload make_here(Instances instances) {
   Workload work;
-  work.title = title;
   const Tree tree = init();
   add_instances(tree.get(), tree->root, instances, &work.tables);
   visit(tree->root, [&](const qmibtree_node* node) {
@@ -117,14 +121,87 @@ Workload make(const char* title, Instances instances) {
                                {value_of(node, i, 0), value_of(node, i, 1)}});
   });
   std::shuffle(work.parameters.begin(), work.parameters.end(), std::mt19937(1));
-  for (const Parameter& parameter : work.parameters) (work.name_texts += parameter.name) += '\0';
-  const char* at = work.name_texts.c_str();
-  for (const Parameter& parameter : work.parameters) {
-    work.names.emplace_back(at, parameter.name.size());
-    at += parameter.name.size() + 1;
-  }
-  work.document.clear();
   save(work.filled_tree().get(), &work.document);
+  return work;
+}
+
+// A workload as one text: its fields in turn, a NUL behind each; lists begin with their number.
+std::string packed(const Workload& work) {
+  std::string text;
+  const auto put = [&text](const std::string& field) { (text += field) += '\0'; };
+  for (const std::vector<std::string>* list : {&work.tables, &work.nodes}) {
+    put(std::to_string(list->size()));
+    for (const std::string& name : *list) put(name);
+  }
+  put(std::to_string(work.parameters.size()));
+  for (const Parameter& parameter : work.parameters) {
+    put(parameter.name);
+    put(std::to_string(parameter.place));
+    put(std::to_string(parameter.write_flags));
+    for (const Value& value : parameter.values) {
+      put(value.text);
+      put(value.bytes);
+      put(std::to_string(value.type));
+    }
+  }
+  put(work.document);
+  return text;
+}
+
+Workload unpacked(const char* at) {
+  Workload work;
+  const auto text = [&at] {
+    const char* const field = at;
+    at += std::strlen(field) + 1;
+    return field;
+  };
+  const auto number = [&] { return static_cast<uint32_t>(std::strtoul(text(), nullptr, 10)); };
+  const auto value = [&] { return Value{.text = text(), .bytes = text(), .type = number()}; };
+  for (std::vector<std::string>* list : {&work.tables, &work.nodes}) {
+    list->reserve(number());
+    while (list->size() < list->capacity()) list->emplace_back(text());
+  }
+  work.parameters.reserve(number());
+  while (work.parameters.size() < work.parameters.capacity())
+    work.parameters.push_back(
+        {.name = text(), .place = number(), .write_flags = number(), .values = {value(), value()}});
+  work.document = text();
+  return work;
+}
+
+void note_names(Workload* work) {
+  size_t size = 0;
+  for (const Parameter& parameter : work->parameters) size += parameter.name.size() + 1;
+  work->name_texts.reserve(size);
+  work->names.reserve(work->parameters.size());
+  for (const Parameter& parameter : work->parameters) {
+    const size_t at = work->name_texts.size();
+    (work->name_texts += parameter.name) += '\0';
+    work->names.emplace_back(work->name_texts.data() + at, parameter.name.size());
+  }
+}
+
+// Made in a child process and handed over as a text: this process's heap stays as clean as that of
+// a gateway that has just started, and what is measured does not depend on the holes that making a
+// workload leaves.
+Workload make(const char* title, Instances instances) {
+  constexpr size_t kRoom = 64 << 20;
+  void* const shared =
+      mmap(nullptr, kRoom, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (shared == MAP_FAILED) std::abort();
+  const pid_t child = fork();
+  if (child == 0) {
+    const std::string text = packed(make_here(instances));
+    if (text.size() > kRoom) std::abort();
+    std::memcpy(shared, text.data(), text.size());
+    _exit(0);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child || status != 0) std::abort();
+  Workload work = unpacked(static_cast<const char*>(shared));
+  munmap(shared, kRoom);
+  work.title = title;
+  note_names(&work);
   return work;
 }
 

@@ -43,6 +43,11 @@ struct Workload {
   std::string name_texts;
   std::string document;  // of the tree with the first values
 
+  // `names` refers to `name_texts`: a workload may be moved where it is made, and not copied.
+  Workload() = default;
+  Workload(Workload&&) = default;
+  Workload& operator=(Workload&&) = default;
+
   std::vector<size_t> in_tree_order() const;  // the parameters, by their index
   Tree empty_tree() const;                    // with its instances, values as they are by default
   Tree filled_tree() const;                   // with the first values
