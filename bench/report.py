@@ -1,7 +1,7 @@
 """Prints the tables of what bench/run measured; with --doc also writes them into
 doc/performance.md, between its markers, and the chart doc/performance.svg.
 
-Exit status 1 when a ratio misses its "must".
+Exit status 1 when a ratio misses its "must"; not with --try.
 """
 
 import argparse
@@ -238,6 +238,7 @@ def write_chart(results):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--doc", action="store_true")
+    parser.add_argument("--try", dest="judge", action="store_false")
     parser.add_argument("folder", type=Path, help="where the results lie")
     options = parser.parse_args()
     named = by_name(options.folder.glob("compare.*.json"))
@@ -250,7 +251,7 @@ def main():
     if options.doc:
         write_doc(made)
         write_chart(results)
-    return 1 if any(goal[-1] == MISSED for goal in goals) else 0
+    return 1 if options.judge and any(goal[-1] == MISSED for goal in goals) else 0
 
 
 if __name__ == "__main__":
