@@ -28,8 +28,8 @@ std::unique_ptr<Peer> make_sqlite(const Workload& work);
 // libyang reads documents too, of its own kind: the same elements, with keys.
 class Yang : public Peer {
  public:
-  virtual void parse(bool validate) = 0;    // its document into a tree that is kept until
-  virtual void discard() = 0;  // it is taken down
+  virtual void parse(bool validate) = 0;  // its document into a tree that is kept until
+  virtual void discard() = 0;             // it is taken down
 };
 std::unique_ptr<Yang> make_libyang(const Workload& work);
 
