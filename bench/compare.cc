@@ -244,8 +244,8 @@ void add_rows(const Source& source) {
     Tree tree;
     compare(state, work.parameters.size(), loading(work, &tree), parsing_only(work));
   });
-  for (const bool validate : {true, false})
-    add(source, validate ? "load/libyang" : "load/libyang unvalidated",
+  for (const bool validate : {false, true})
+    add(source, validate ? "load/libyang validating" : "load/libyang",
         [validate](State& state, const Workload& work) {
           Tree tree;
           const std::unique_ptr<Yang> yang = make_libyang(work);

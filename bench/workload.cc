@@ -158,11 +158,13 @@ Workload unpacked(const char* at) {
   const auto number = [&] { return static_cast<uint32_t>(std::strtoul(text(), nullptr, 10)); };
   const auto value = [&] { return Value{.text = text(), .bytes = text(), .type = number()}; };
   for (std::vector<std::string>* list : {&work.tables, &work.nodes}) {
-    list->reserve(number());
-    while (list->size() < list->capacity()) list->emplace_back(text());
+    const size_t count = number();
+    list->reserve(count);
+    while (list->size() < count) list->emplace_back(text());
   }
-  work.parameters.reserve(number());
-  while (work.parameters.size() < work.parameters.capacity())
+  const size_t count = number();
+  work.parameters.reserve(count);
+  while (work.parameters.size() < count)
     work.parameters.push_back(
         {.name = text(), .place = number(), .write_flags = number(), .values = {value(), value()}});
   work.document = text();

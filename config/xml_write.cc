@@ -164,21 +164,20 @@ qmibtree_node* count_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
 // time of the steps; a build for size does without.
 qmibtree_node* write_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
   if (!buff->pos) return count_usual_params(node, buff);
-  char* const start = buff->pos;
-  char* const end = start + buff->left;
-  char* to = start;
+  char* to = buff->pos;
+  size_t room = buff->left;
   for (; node; node = node->next) {
     prefetch_next(node);
     const text_fn* const text = usual_text(node);
-    char* const behind =
-        text ? text->put(to, static_cast<size_t>(end - to), node->name, node->value) : nullptr;
-    if (!behind) break;
-    to = behind;
+    char* const end = text ? text->put(to, room, node->name, node->value) : nullptr;
+    if (!end) break;
+    room -= static_cast<size_t>(end - to);
+    to = end;
   }
-  if (to == start) return node;
+  if (to == buff->pos) return node;
   *to = '\0';
   buff->pos = to;
-  buff->left = static_cast<uint32_t>(end - to);
+  buff->left = static_cast<uint32_t>(room);
   return node;
 }
 

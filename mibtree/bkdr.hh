@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -99,7 +100,7 @@ class bkdr_word {
 class bkdr_vector {
  public:
   static constexpr size_t kSize = 16;
-  using Smaller = bkdr_word;
+  using Smaller = std::conditional_t<(SIZE_MAX > UINT32_MAX), bkdr_word, bkdr_byte>;
 
   static uint32_t sum(const char* bytes) { return sum_of(load(bytes)); }
 

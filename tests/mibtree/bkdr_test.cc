@@ -35,9 +35,13 @@ class BkdrBlock : public ::testing::Test {
 
 // Of types of the test's own, for the library's own sums to be counted where they are.
 struct Byte : qmib::bkdr_byte {};
-struct Word : qmib::bkdr_word {};
+struct Word : qmib::bkdr_word {
+  using Smaller = Byte;
+};
 #if defined(__SSE2__)
-struct Vector : qmib::bkdr_vector {};
+struct Vector : qmib::bkdr_vector {
+  using Smaller = Word;
+};
 using Blocks = ::testing::Types<Byte, Word, Vector>;
 #else
 using Blocks = ::testing::Types<Byte, Word>;
