@@ -347,6 +347,19 @@ TEST(XmlWriteInstance, ParameterThatAHookMadeAnInstanceIsWrittenAsOne) {
                                                       "</A.>\n"));
 }
 
+TEST(XmlWriteInstance, OneBehindAnOrdinaryParameterIsWrittenAsOneToo) {
+  Schema schema;
+  schema.add(0, "A.");
+  schema.add(1, "p", QMIBTREE_TYPE_INT, QMIBTREE_UID_SAVE, "1");
+  schema.add(1, "s", QMIBTREE_TYPE_STRING, QMIBTREE_UID_SAVE, "x").create_fn = make_instance;
+  CheckedTree tree(schema);
+  tree.leave_unchecked();
+  EXPECT_EQ(document_of(tree.inst), after_declaration("<A.>\n"
+                                                      "<PARAM name=\"p\">1</PARAM>\n"
+                                                      "<A. instance=\"0\">\n"
+                                                      "</A.>\n"));
+}
+
 // As deep as a walk goes: what is below is not written. Each object holds the next and a parameter.
 TEST(XmlWriteDepth, ElementsStopBelowLevel254) {
   std::vector<std::string> names;
