@@ -248,10 +248,9 @@ bool is_plain_param(const qmibtree_node* node) {
 // pointer on the way into each node and out of it.
 uint32_t write_object(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_t* buff,
                       int32_t depth, open_element* open) {
-  const bool is_template = qmib::is_template(node);
   uint32_t rc = QMIBTREE_RC_OK;
   // Other objects are opened once something below them is written.
-  if (!is_template && qmib::is_instance(node)) rc = enter_instance(buff, node, open);
+  if (qmib::is_instance(node)) rc = enter_instance(buff, node, open);
   qmibtree_node* child = depth > 1 && !qmib::is_param(node) ? node->first_child : nullptr;
   while (child && !failed(rc)) {
     if (is_plain_param(child)) {
@@ -261,7 +260,7 @@ uint32_t write_object(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_
       child = child->next;
     }
   }
-  return failed(rc) || is_template ? rc : leave(buff, node, open);
+  return failed(rc) ? rc : leave(buff, node, open);
 }
 
 }  // namespace

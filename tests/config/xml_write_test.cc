@@ -360,6 +360,22 @@ TEST(XmlWriteInstance, OneBehindAnOrdinaryParameterIsWrittenAsOneToo) {
                                                       "</A.>\n"));
 }
 
+// What is a parameter has no children, whatever hangs below it.
+TEST_F(XmlWrite, InstanceThatBecameAParameterIsWrittenWithoutWhatIsBelowIt) {
+  save({House::kOn});
+  add_instance(tree.inst, "R.Port.");
+  add_instance(tree.inst, "R.Port.1.Rule.");
+  qmibtree_node* const rule = qmibtree_find_node_by_name(tree.inst, "R.Port.1.Rule.1.");
+  rule->flags |= QMIBTREE_NODE_PARAM;
+  EXPECT_EQ(document(), after_declaration("<R.>\n"
+                                          "<Port. instance=\"1\">\n"
+                                          "<Rule. instance=\"1\">\n"
+                                          "</Rule.>\n"
+                                          "</Port.>\n"
+                                          "</R.>\n"));
+  rule->flags &= ~QMIBTREE_NODE_PARAM;
+}
+
 // As deep as a walk goes: what is below is not written. Each object holds the next and a parameter.
 TEST(XmlWriteDepth, ElementsStopBelowLevel254) {
   std::vector<std::string> names;

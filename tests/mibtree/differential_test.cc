@@ -45,6 +45,7 @@ Schema schema_of_tables() {
   schema.add(1, "d", QMIBTREE_TYPE_DATETIME, kSave);
   schema.add(1, "k", QMIBTREE_TYPE_BASE64, kModified);
   schema.add(1, "never", QMIBTREE_TYPE_INT, 0, "1");
+  schema.add(1, "eight", 8, kSave);
   schema.add(1, "ten", 10, kSave);
   schema.add(1, "twelve", 12, kSave);
   schema.add(1, "fifteen", 15, kSave);
