@@ -260,7 +260,8 @@ uint32_t write_object(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_buff_
       child = child->next;
     }
   }
-  return failed(rc) ? rc : leave(buff, node, open);
+  // A template is not left: a hook may have made an instance of it a parameter, which opened it.
+  return failed(rc) || qmib::is_template(node) ? rc : leave(buff, node, open);
 }
 
 }  // namespace

@@ -360,6 +360,25 @@ TEST(XmlWriteInstance, OneBehindAnOrdinaryParameterIsWrittenAsOneToo) {
                                                       "</A.>\n"));
 }
 
+uint32_t make_parameter(qmibtree_inst_t*, qmibtree_node* node) {
+  node->flags = QMIBTREE_NODE_PARAM;
+  return QMIBTREE_RC_OK;
+}
+
+// A template has no element, so none is closed for it: nor is what is around it, for what was open
+// last was the template.
+TEST(XmlWriteTemplate, NothingIsClosedForOneThatHoldsAParameter) {
+  Schema schema;
+  schema.add(0, "A.");
+  schema.add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI | QMIBTREE_UID_SAVE).create_fn =
+      make_parameter;
+  CheckedTree tree(schema);
+  tree.leave_unchecked();
+  add_instance(tree.inst, "A.T.");
+  EXPECT_EQ(document_of(tree.inst), after_declaration("<A.>\n"
+                                                      "<PARAM name=\"1.\"></PARAM>\n"));
+}
+
 // What is a parameter has no children, whatever hangs below it.
 TEST_F(XmlWrite, InstanceThatBecameAParameterIsWrittenWithoutWhatIsBelowIt) {
   save({House::kOn});
