@@ -52,12 +52,22 @@ uint32_t qmibtree_xml_open_parents(qmibtree_buff_t* buff, const qmibtree_node* n
 
 uint32_t open_instance(qmibtree_buff_t* buff, const qmibtree_node* node) {
   const bool neutral = node->right == 255;
-  const digits instance(number(static_cast<int32_t>(node->instance)));
-  const digits right(number(static_cast<int32_t>(node->right)));
-  const piece pieces[] = {
-      piece("<"),     piece(node->parent->name),           piece(" instance=\""),
-      instance.get(), piece(neutral ? "" : "\" right=\""), neutral ? piece("") : right.get(),
-      piece("\">\n")};
+  const piece name(node->parent->name);
+  const number instance(static_cast<int32_t>(node->instance));
+#ifndef __OPTIMIZE_SIZE__
+  if (neutral &&
+      qmib::append_whole(buff, piece("<"), name, piece(" instance=\""), instance, piece("\">\n")))
+    return QMIBTREE_RC_OK;
+#endif
+  const digits instance_text(instance);
+  const digits right_text(number(static_cast<int32_t>(node->right)));
+  const piece pieces[] = {piece("<"),
+                          name,
+                          piece(" instance=\""),
+                          instance_text.get(),
+                          piece(neutral ? "" : "\" right=\""),
+                          neutral ? piece("") : right_text.get(),
+                          piece("\">\n")};
   return qmib::append_pieces(buff, pieces, sizeof pieces / sizeof *pieces);
 }
 
@@ -109,35 +119,29 @@ piece text_of_bool(const qmibtree_value_t& value) {
   return value.b ? piece("true") : piece("false");
 }
 
-// The values whose text is at hand, or is counted without being made.
-struct text_fn {
-  size_t (*length)(const qmibtree_value_t& value);
-  char* (*put)(char* to, size_t room, const char* name, const qmibtree_value_t& value);
-};
+// What `use` makes of the text of a value that is at hand, or is counted without being made;
+// nothing of other values. With a table of functions a save takes 15 to 40 % longer.
+template <typename Use>
+[[gnu::always_inline]] inline auto with_text(const qmibtree_value_t& value, Use use) {
+  switch (value.type) {
+    case QMIBTREE_TYPE_INT:
+      return use(text_of_int(value));
+    case QMIBTREE_TYPE_UINT:
+      return use(text_of_uint(value));
+    case QMIBTREE_TYPE_STRING:
+      return use(text_of_string(value));
+    case QMIBTREE_TYPE_BOOL:
+      return use(text_of_bool(value));
+    default:
+      return decltype(use(text_of_bool(value))){};
+  }
+}
 
-template <auto text_of>
-constexpr text_fn text_by = {
-    [](const qmibtree_value_t& value) { return text_of(value).length(); },
-    [](char* to, size_t room, const char* name, const qmibtree_value_t& value) {
-      return put_param(to, room, name, text_of(value));
-    },
-};
-
-// By type id.
-constexpr text_fn texts[] = {
-    {}, {}, text_by<text_of_int>, text_by<text_of_uint>, text_by<text_of_string>,
-    {}, {}, text_by<text_of_bool>};
-constexpr size_t kTexts = sizeof texts / sizeof *texts;
-static_assert(kTexts == QMIBTREE_TYPE_BOOL + 1);
-
-// The usual parameter: no instance, no attributes, its value is stored, is written, and has a text
-// by the table.
-const text_fn* usual_text(const qmibtree_node* node) {
+// The usual parameter: no instance, no attributes, its value is stored and is written.
+bool is_usual(const qmibtree_node* node) {
   constexpr uint32_t kUnusual = kAttributes | QMIBTREE_NODE_INSTANCE;
-  if ((node->flags & (kUnusual | QMIBTREE_NODE_PARAM)) != QMIBTREE_NODE_PARAM) return nullptr;
-  if (qmib::is_dynamic(node) || !parts_of(node).value) return nullptr;
-  const uint32_t type = node->value.type;
-  return type < kTexts && texts[type].put ? &texts[type] : nullptr;
+  if ((node->flags & (kUnusual | QMIBTREE_NODE_PARAM)) != QMIBTREE_NODE_PARAM) return false;
+  return !qmib::is_dynamic(node) && parts_of(node).value;
 }
 
 // The next one is on its way while a node is written: a twentieth of a large save.
@@ -151,16 +155,18 @@ qmibtree_node* count_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
   size_t size = 0;
   for (; node; node = node->next) {
     prefetch_next(node);
-    const text_fn* const text = usual_text(node);
-    if (!text) break;
-    size += kAround + std::strlen(node->name) + text->length(node->value);
+    if (!is_usual(node)) break;
+    const size_t length =
+        with_text(node->value, [](auto text) -> size_t { return kAround + text.length(); });
+    if (length == 0) break;
+    size += length + std::strlen(node->name);
   }
   buff->size += static_cast<uint32_t>(size);
   return node;
 }
 
 // Writes usual parameters from `node` on in one step each; the sibling that it stops at, which is
-// not one or does not fit: that goes step by step, and is cut where that cuts. A third of the
+// not one or does not fit: that goes step by step, and is cut where that cuts. A fourth of the
 // time of the steps; a build for size does without.
 qmibtree_node* write_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
   if (!buff->pos) return count_usual_params(node, buff);
@@ -168,8 +174,9 @@ qmibtree_node* write_usual_params(qmibtree_node* node, qmibtree_buff_t* buff) {
   size_t room = buff->left;
   for (; node; node = node->next) {
     prefetch_next(node);
-    const text_fn* const text = usual_text(node);
-    char* const end = text ? text->put(to, room, node->name, node->value) : nullptr;
+    if (!is_usual(node)) break;
+    char* const end =
+        with_text(node->value, [=](auto text) { return put_param(to, room, node->name, text); });
     if (!end) break;
     room -= static_cast<size_t>(end - to);
     to = end;
