@@ -227,18 +227,24 @@ void add_rows(const Source& source) {
       {"SQLite", make_sqlite},
   };
   for (const auto& peer : kPeers) {
-    add(source, std::string("lookup/") + peer.title, [&peer](State& state, const Workload& work) {
-      const Tree tree = work.filled_tree();
-      const std::unique_ptr<Peer> other = peer.make(work);
-      compare(state, work.parameters.size(), finding(work, tree.get()), reading(work, *other));
-    });
-    add(source, std::string("write/") + peer.title, [&peer](State& state, const Workload& work) {
-      const Tree tree = reporting_tree(work);
-      const Records records(work);
-      const std::unique_ptr<Peer> other = peer.make(work);
-      compare(state, work.parameters.size(), writing(work, records, tree.get()),
-              writing(work, *other));
-    });
+    // "cold": what the library takes where something else had the caches before.
+    for (const auto& [kind, caches] : {std::pair("", Caches::kOwn), {" cold", Caches::kOthers}}) {
+      add(source, std::string("lookup") + kind + "/" + peer.title,
+          [&peer, caches = caches](State& state, const Workload& work) {
+            const Tree tree = work.filled_tree();
+            const std::unique_ptr<Peer> other = peer.make(work);
+            compare(state, work.parameters.size(), finding(work, tree.get()), reading(work, *other),
+                    caches);
+          });
+      add(source, std::string("write") + kind + "/" + peer.title,
+          [&peer, caches = caches](State& state, const Workload& work) {
+            const Tree tree = reporting_tree(work);
+            const Records records(work);
+            const std::unique_ptr<Peer> other = peer.make(work);
+            compare(state, work.parameters.size(), writing(work, records, tree.get()),
+                    writing(work, *other), caches);
+          });
+    }
   }
   add(source, "load/expat", [](State& state, const Workload& work) {
     Tree tree;

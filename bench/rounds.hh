@@ -1,4 +1,4 @@
-// Two sides measured against each other, pass by pass, in one run.
+// Two sides measured against each other, in turn, in one run.
 #ifndef BENCH_ROUNDS_HH
 #define BENCH_ROUNDS_HH
 
@@ -56,28 +56,61 @@ inline double median(std::vector<double> some) {
   return some[some.size() / 2];
 }
 
-constexpr int kRounds = 15;
-constexpr double kRoundSeconds = 0.02;  // of the slower side
+// What a pass finds in the caches: what its own side's pass before left there, or the other side's.
+enum class Caches { kOwn, kOthers };
 
-// A benchmark of one iteration: as many passes a round as fill it, reference and library in turn.
-// The counters hold the medians over the rounds, in nanoseconds for each of the `items` of a pass,
-// and the median of the rounds' ratios.
+constexpr int kRounds = 15;
+constexpr double kTurnSeconds = 0.01;  // of a side in a round
+
+inline int passes_in_turn(double pass_seconds) {
+  return std::max(1, static_cast<int>(kTurnSeconds / std::max(pass_seconds, 1e-7)));
+}
+
+// Seconds of a pass of each side.
+struct Round {
+  double library = 0;
+  double reference = 0;
+};
+
+// The mean of a turn. The first pass is not counted: it finds what the other side left.
+inline double turn_of(const Side& side, int passes) {
+  (void)seconds_of(side);
+  double sum = 0;
+  for (int i = 0; i < passes; ++i) sum += seconds_of(side);
+  return sum / passes;
+}
+
+inline Round in_turns(const Side& library, const Side& reference, const Round& pass) {
+  Round round;
+  round.reference = turn_of(reference, passes_in_turn(pass.reference));
+  round.library = turn_of(library, passes_in_turn(pass.library));
+  return round;
+}
+
+inline Round pass_by_pass(const Side& library, const Side& reference, const Round& pass) {
+  const int passes = passes_in_turn(std::max(pass.library, pass.reference));
+  Round round;
+  for (int i = 0; i < passes; ++i) {
+    round.reference += seconds_of(reference) / passes;
+    round.library += seconds_of(library) / passes;
+  }
+  return round;
+}
+
+// A benchmark of one iteration: rounds of both sides. The counters hold the medians over the
+// rounds, in nanoseconds for each of the `items` of a pass, and the median of the rounds' ratios.
 inline void compare(benchmark::State& state, size_t items, const Side& library,
-                    const Side& reference) {
+                    const Side& reference, Caches caches = Caches::kOwn) {
   for (auto _ : state) {
     (void)seconds_of(library), (void)seconds_of(reference);  // what is made once is made
-    const double pass = std::max({seconds_of(library), seconds_of(reference), 1e-7});
-    const int passes = std::max(1, static_cast<int>(kRoundSeconds / pass));
+    const Round pass = {seconds_of(library), seconds_of(reference)};
     std::vector<double> library_seconds, reference_seconds, ratios;
-    for (int round = 0; round < kRounds; ++round) {
-      double spent[2] = {};
-      for (int i = 0; i < passes; ++i) {
-        spent[0] += seconds_of(reference);
-        spent[1] += seconds_of(library);
-      }
-      reference_seconds.push_back(spent[0] / passes);
-      library_seconds.push_back(spent[1] / passes);
-      ratios.push_back(spent[1] / spent[0]);
+    for (int i = 0; i < kRounds; ++i) {
+      const Round round =
+          (caches == Caches::kOwn ? in_turns : pass_by_pass)(library, reference, pass);
+      library_seconds.push_back(round.library);
+      reference_seconds.push_back(round.reference);
+      ratios.push_back(round.library / round.reference);
     }
     const double count = static_cast<double>(items);
     state.SetIterationTime(median(library_seconds));
