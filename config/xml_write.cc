@@ -50,7 +50,8 @@ uint32_t qmibtree_xml_open_parents(qmibtree_buff_t* buff, const qmibtree_node* n
   return write_tag(buff, "<", node->name, ">\n");
 }
 
-uint32_t open_instance(qmibtree_buff_t* buff, const qmibtree_node* node) {
+// Not inline: its texts would lie in the frame of each level of the walk.
+[[gnu::noinline]] uint32_t open_instance(qmibtree_buff_t* buff, const qmibtree_node* node) {
   const bool neutral = node->right == 255;
   const piece name(node->parent->name);
   const number instance(static_cast<int32_t>(node->instance));
