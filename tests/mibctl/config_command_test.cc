@@ -475,11 +475,42 @@ TEST_F(Verb, ModelAndConfigurationComeFromTheEnvironmentToo) {
 
 // --- the program ---
 
-TEST_F(Verb, AnUnknownVerbIsAUsageError) {
-  const Outcome outcome = run({"shwo"});
+TEST_F(Verb, AnUnknownVerbOrOptionIsAUsageErrorThatNamesIt) {
+  for (const auto& [arguments, named] : {std::pair{std::vector<std::string>{"shwo"}, "shwo"},
+                                         {{"--json", "shwo"}, "shwo"},
+                                         {{"image", "shwo"}, "shwo"},
+                                         {{"--jsno"}, "--jsno"},
+                                         {{"schema", "diff", "a.xml", "--jsno"}, "--jsno"}}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              std::string("mibctl: ") + named + ": no such verb or option (try mibctl --help)\n");
+  }
+}
+
+TEST_F(Verb, AMissingVerbIsAUsageErrorThatSaysSo) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{}, {"--json"}, {"image"}, {"schema"}}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "mibctl: a verb is missing (try mibctl --help)\n");
+  }
+}
+
+TEST_F(Verb, AMissingArgumentIsAUsageErrorThatNamesIt) {
+  const Outcome outcome = run({"schema", "diff", "a.xml"});
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.out, "");
-  EXPECT_NE(outcome.err.find("try mibctl --help"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.err, "mibctl: B is required (try mibctl --help)\n");
+}
+
+TEST_F(Verb, ADepthIsANumberFromOneOn) {
+  for (const char* depth : {"0", "-1", "x", "2147483648"}) {
+    const Outcome outcome = run({"schema", "tree", "model.xml", "--depth", depth});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, std::string("mibctl: --depth: Value ") + depth +
+                               " not in range 1 to 2147483647 (try mibctl --help)\n");
+  }
 }
 
 TEST_F(Verb, HelpOfEachVerbHasAnExample) {

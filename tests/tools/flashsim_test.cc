@@ -914,7 +914,7 @@ TEST_F(FlashsimFaults, AreNotThoseOfAFlashsimWithin) {
   EXPECT_EQ(result.output, "open=0\n");
 }
 
-TEST_F(FlashsimFaults, WrongValuesAreRefusedWithTheForm) {
+TEST_F(FlashsimFaults, WrongValuesAreRefusedWithTheFormAndTheValue) {
   for (const auto& [option, values] :
        {std::pair{"--cut",
                   words{"", "0", "x", "byte:3:1", "seek:1:1", "1:", "1:2:3", "page:1", "write",
@@ -933,6 +933,8 @@ TEST_F(FlashsimFaults, WrongValuesAreRefusedWithTheForm) {
           result.output.find("flashsim: " + std::string(option) + " needs a value of the form "),
           0u)
           << result.output;
+      const std::string shown = ", which \"" + value.substr(0, 64) + "\" is not\n";
+      EXPECT_NE(result.output.find(shown), std::string::npos) << result.output;
     }
   }
 }

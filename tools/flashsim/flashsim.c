@@ -111,9 +111,10 @@ static int refuse_value(const char* option, const char* wanted) {
   return refuse(why);
 }
 
-static int refuse_fault(const char* option) {
-  char why[96];
-  snprintf(why, sizeof why, "--%s needs a value of the form %s", option, faults_form(option));
+static int refuse_fault(const char* option, const char* value) {
+  char why[256];
+  snprintf(why, sizeof why, "--%s needs a value of the form %s, which \"%.64s\" is not", option,
+           faults_form(option), value);
   return refuse(why);
 }
 
@@ -158,7 +159,7 @@ int main(int argc, char** argv) {
         break;
       case 'f':
         if (!faults_understand(options[index].name, optarg))
-          return refuse_fault(options[index].name);
+          return refuse_fault(options[index].name, optarg);
         add_fault(&faults, options[index].name, optarg);
         break;
       case 'h':

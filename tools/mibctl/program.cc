@@ -27,7 +27,7 @@ constexpr char footer[] =
     "configuration may stand before or behind the verb.\n"
     "\n"
     "Exit status: 0 done; 1 refused or not found; 2 the command line makes no sense; 3 a file or\n"
-    "device could not be read or written.";
+    "device could not be read or written, or holds no configuration.";
 
 void add_options(CLI::App& app, Options& options) {
   const char* const model = "Model";
@@ -74,10 +74,19 @@ void add_options(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "Print JSON, for programs");
 }
 
+// What is missing comes first in CLI11's eyes, a verb for one that is not known among it.
+std::string reason(const CLI::App& app, const CLI::ParseError& error) {
+  if (!dynamic_cast<const CLI::RequiredError*>(&error)) return error.what();
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (!unknown.empty()) return unknown.front() + ": no such verb or option";
+  const std::string text = error.what();
+  return text == "A subcommand is required" ? "a verb is missing" : text;
+}
+
 // CLI11's help ends in status 0; everything else it finds wrong is a usage error.
 int report(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
-  std::fprintf(stderr, "mibctl: %s (try mibctl --help)\n", error.what());
+  std::fprintf(stderr, "mibctl: %s (try mibctl --help)\n", reason(app, error).c_str());
   return static_cast<int>(Status::usage);
 }
 
