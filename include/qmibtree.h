@@ -423,8 +423,9 @@ QMIBTREE_API qmibtree_node* qmibtree_hash_lookup_uid_next(qmibtree_node* node, u
 /* ------------------------------------------------------------------------
  * Find, walk, add and delete
  *
- * A function that takes a full name answers QMIBTREE_RC_NOT_FOUND for a name
- * that no node has. A `_v2` form takes the name in two pieces, for instance an
+ * A function that takes a full name and answers a result code answers
+ * QMIBTREE_RC_NOT_FOUND for a name that no node has, unless its comment says
+ * otherwise. A `_v2` form takes the name in two pieces, for instance an
  * object's full name and a parameter's, and uses their first 511 characters.
  * ------------------------------------------------------------------------ */
 
@@ -530,8 +531,8 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 #define QMIBTREE_ATTR_ACCESS_SUBSCRIBER 0x8u /* the access list holds "subscriber" */
 #define QMIBTREE_ATTR_ACCESS_NONE 0x10u      /* the access list is empty */
 
-/* Supplied by the host: called after each write that changed a value. `node` holds
- * its new value already; `value` is the writer's. The result is ignored. It may call
+/* Supplied by the host: called after each write of a value other than the node's.
+ * `node` holds its new value already; `value` is the writer's. The result is ignored. It may call
  * into the tree, and may delete the instance that `node` is in. A host that lacks
  * this function does not link. */
 extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
@@ -558,7 +559,10 @@ QMIBTREE_API uint32_t qmibtree_read_by_node(qmibtree_inst_t* inst, qmibtree_node
  *
  * The node keeps its own deep copy; `value` and its storage stay the caller's.
  * `flags`: 0 for an internal refresh, else QMIBTREE_WRITE_* bits (external write).
- * The value's type is stored as it comes, it is not compared with the node's.
+ * The value's type is not compared with the record's: it chooses which bounds of the
+ * record count, it is stored as it comes, and nothing is stored for one without
+ * operations (0 among them), though the rest of the write goes on. Nor is the node
+ * asked whether it is a parameter: an object's takes a value like any other.
  * Below 32 on success. QMIBTREE_RC_NOT_ALLOWED, QMIBTREE_RC_OUT_OF_RANGE or what
  * set_fn answered when refused, with nothing changed. QMIBTREE_RC_NO_HOOK means
  * stored, on a dynamic parameter without set_fn. When memory runs out the
@@ -573,11 +577,12 @@ QMIBTREE_API uint32_t qmibtree_write_by_node(qmibtree_inst_t* inst, qmibtree_nod
 
 /* Parse `text` as the record's type and write it, as qmibtree_write does.
  *
- * Further results: QMIBTREE_RC_NOT_ALLOWED for a node that is not a parameter
- * (by name only); QMIBTREE_RC_ERROR for an unknown bool word and for every
- * datetime text: write datetimes with qmibtree_write. Text is never refused for
- * int, unsignedInt, string and base64. For base64 the decoded block is freed by
- * nobody: hosts that write base64 often use qmibtree_write. */
+ * Further results: QMIBTREE_RC_NOT_ALLOWED for a node that is not a parameter (the
+ * form by node goes through the write and stores nothing); QMIBTREE_RC_ERROR for an
+ * unknown bool word and for every datetime text: write datetimes with
+ * qmibtree_write. Text is never refused for int, unsignedInt, string and base64.
+ * For base64 the decoded block is freed by nobody: hosts that write base64 often
+ * use qmibtree_write. */
 QMIBTREE_API uint32_t qmibtree_write_strvalue(qmibtree_inst_t* inst, const char* name,
                                               const char* text, uint32_t flags);
 QMIBTREE_API uint32_t qmibtree_write_strvalue_by_node(qmibtree_inst_t* inst, qmibtree_node* node,
@@ -680,7 +685,9 @@ QMIBTREE_API void qmibtree_notif_del_event_by_name(qmibtree_inst_t* inst, const 
  * ------------------------------------------------------------------------ */
 
 /* The listing: a line feed and `level` blanks, then "+" and the full name of an
- * object ("{i}." behind a template's), or "name (type) = value" of a parameter. */
+ * object ("{i}." behind a template's), or "name (type) = value" of a parameter.
+ * 0; QMIBTREE_RC_DUMP_EXCEEDED; or what a parameter's read failed with, which ends
+ * the walk there: QMIBTREE_RC_NO_HOOK for a dynamic one without get_fn. */
 QMIBTREE_API uint32_t qmibtree_dump_dbg(qmibtree_inst_t* inst, qmibtree_node* node, void* buff,
                                         int32_t level, void* arg, uint32_t phase);
 
@@ -1039,8 +1046,10 @@ QMIBTREE_API void qstrmac2digit(const char* text, uint8_t* mac);
 QMIBTREE_API void qprintf_buffer(const void* bytes, uint32_t count);
 
 /* The host of an http or https URL, up to the first "/" or ":" and at most `limit`
- * characters, into `host`, which has `limit` + 1 bytes; "" for any other text. Of a
- * URL with nothing behind the host only the first half, rounded up, is copied. */
+ * characters, into `host`, which has `limit` + 1 bytes; "" for any other text. At most
+ * half of what follows the scheme, rounded up, is copied: a host comes whole only where
+ * what stands behind it, its "/" or ":" included, is at least as long, less one
+ * character ("http://host/x" gives "hos", "http://host/xy" gives "host"). */
 QMIBTREE_API void qstrurl2host(const char* url, char* host, uint32_t limit);
 
 /* The number that the hexadecimal digits of a text make up, modulo 2^32; all other

@@ -40,8 +40,8 @@ void qprintf_buffer(const void* bytes, uint32_t count) {
 }
 
 // Deliberate: copying ends once half of what follows the scheme, rounded up, is copied, and the NUL
-// may stand at host[limit]. Hosts hand over whole URLs, whose "/" or ":" comes first, and buffers
-// one longer than they say. Kept by strnum_test.cc.
+// may stand at host[limit]. Hosts hand over URLs with a path as long as the host, and buffers one
+// longer than they say. Kept by strnum_test.cc.
 void qstrurl2host(const char* url, char* host, uint32_t limit) {
   host[0] = '\0';
   if (!std::strstr(url, "http://") && !std::strstr(url, "https://")) return;

@@ -231,6 +231,11 @@ TEST_F(Write, AValueOfAnotherTypeIsStoredWithItsOwn) {
   EXPECT_EQ(outcome("A.i"), "six modified mark event callback");
 }
 
+TEST_F(Write, AnObjectsNodeTakesAValue) {
+  EXPECT_EQ(write("A.", string_value("six"), kApply), 0u);
+  EXPECT_EQ(outcome(tree.inst->root), "six modified mark callback");
+}
+
 TEST_F(Write, TheBoundsOfTheValuesOwnTypeCount) {
   EXPECT_EQ(write("A.s", int_value(99), 0), 0u);
   EXPECT_EQ(write("A.i", uint_value(99), 0), 0u);
