@@ -82,7 +82,7 @@ Side reading(const Workload& work, Peer& peer) {
   }};
 }
 
-// Every value changes with each pass.
+// Every value changes with each sweep.
 Side writing(const Workload& work, Peer& peer) {
   return {[&work, &peer, which = 0]() mutable {
     which = 1 - which;

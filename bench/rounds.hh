@@ -12,14 +12,14 @@
 
 namespace bench {
 
-// What is measured; `before` and `after` are not.
+// A sweep: what is measured is `run`, `before` and `after` are not.
 struct Side {
   std::function<void()> run;
   std::function<void()> before = [] {};
   std::function<void()> after = [] {};
 };
 
-// Keeps freed memory in the process, for both sides: what one pass frees, the next one has without
+// Keeps freed memory in the process, for both sides: what one sweep frees, the next one has without
 // a page fault.
 inline void keep_memory() {
   mallopt(M_MMAP_MAX, 0);
@@ -33,7 +33,7 @@ inline double thread_seconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-// What a side freed is merged here and not in the next pass: taking things down is not measured.
+// What a side freed is merged here and not in the next sweep: taking things down is not measured.
 inline void tidy_heap() {
   void* block = malloc(size_t{1} << 20);
   benchmark::DoNotOptimize(block);  // or the compiler leaves both calls out
@@ -56,58 +56,59 @@ inline double median(std::vector<double> some) {
   return some[some.size() / 2];
 }
 
-// What a pass finds in the caches: what its own side's pass before left there, or the other side's.
+// What a sweep finds in the caches: what its own side's sweep before left there, or the other
+// side's.
 enum class Caches { kOwn, kOthers };
 
 constexpr int kRounds = 15;
-constexpr double kTurnSeconds = 0.01;  // of a side in a round
+constexpr double kPassSeconds = 0.01;  // of a side in a round
 
-inline int passes_in_turn(double pass_seconds) {
-  return std::max(1, static_cast<int>(kTurnSeconds / std::max(pass_seconds, 1e-7)));
+inline int sweeps_in_pass(double sweep_seconds) {
+  return std::max(1, static_cast<int>(kPassSeconds / std::max(sweep_seconds, 1e-7)));
 }
 
-// Seconds of a pass of each side.
+// Seconds of a sweep of each side.
 struct Round {
   double library = 0;
   double reference = 0;
 };
 
-// The mean of a turn. The first pass is not counted: it finds what the other side left.
-inline double turn_of(const Side& side, int passes) {
+// The mean of a pass. The first sweep is not counted: it finds what the other side left.
+inline double pass_of(const Side& side, int sweeps) {
   (void)seconds_of(side);
   double sum = 0;
-  for (int i = 0; i < passes; ++i) sum += seconds_of(side);
-  return sum / passes;
+  for (int i = 0; i < sweeps; ++i) sum += seconds_of(side);
+  return sum / sweeps;
 }
 
-inline Round in_turns(const Side& library, const Side& reference, const Round& pass) {
+inline Round pass_by_pass(const Side& library, const Side& reference, const Round& sweep) {
   Round round;
-  round.reference = turn_of(reference, passes_in_turn(pass.reference));
-  round.library = turn_of(library, passes_in_turn(pass.library));
+  round.reference = pass_of(reference, sweeps_in_pass(sweep.reference));
+  round.library = pass_of(library, sweeps_in_pass(sweep.library));
   return round;
 }
 
-inline Round pass_by_pass(const Side& library, const Side& reference, const Round& pass) {
-  const int passes = passes_in_turn(std::max(pass.library, pass.reference));
+inline Round sweep_by_sweep(const Side& library, const Side& reference, const Round& sweep) {
+  const int sweeps = sweeps_in_pass(std::max(sweep.library, sweep.reference));
   Round round;
-  for (int i = 0; i < passes; ++i) {
-    round.reference += seconds_of(reference) / passes;
-    round.library += seconds_of(library) / passes;
+  for (int i = 0; i < sweeps; ++i) {
+    round.reference += seconds_of(reference) / sweeps;
+    round.library += seconds_of(library) / sweeps;
   }
   return round;
 }
 
 // A benchmark of one iteration: rounds of both sides. The counters hold the medians over the
-// rounds, in nanoseconds for each of the `items` of a pass, and the median of the rounds' ratios.
+// rounds, in nanoseconds for each of the `items` of a sweep, and the median of the rounds' ratios.
 inline void compare(benchmark::State& state, size_t items, const Side& library,
                     const Side& reference, Caches caches = Caches::kOwn) {
   for (auto _ : state) {
     (void)seconds_of(library), (void)seconds_of(reference);  // what is made once is made
-    const Round pass = {seconds_of(library), seconds_of(reference)};
+    const Round sweep = {seconds_of(library), seconds_of(reference)};
     std::vector<double> library_seconds, reference_seconds, ratios;
     for (int i = 0; i < kRounds; ++i) {
       const Round round =
-          (caches == Caches::kOwn ? in_turns : pass_by_pass)(library, reference, pass);
+          (caches == Caches::kOwn ? pass_by_pass : sweep_by_sweep)(library, reference, sweep);
       library_seconds.push_back(round.library);
       reference_seconds.push_back(round.reference);
       ratios.push_back(round.library / round.reference);
