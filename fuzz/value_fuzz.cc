@@ -26,14 +26,21 @@ struct Parsed {
   Parsed(const Parsed&) = delete;
 };
 
-// The seconds of a text that is a date from digit to digit.
+bool is_like(const std::string& text, std::string_view form) {  // "9" stands for any digit
+  if (text.size() != form.size()) return false;
+  for (size_t i = 0; i < form.size(); ++i)
+    if (form[i] == '9' ? text[i] < '0' || text[i] > '9' : text[i] != form[i]) return false;
+  return true;
+}
+
+// The seconds of a text that is a date.
 std::optional<int32_t> seconds_of(const std::string& text) {
-  int year, month, day, hour, minute, second, end = 0;
-  if (text.size() != 19 || text.find_first_of(" +\t\n\v\f\r") != text.npos ||
-      std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &year, &month, &day, &hour, &minute,
-                  &second, &end) != 6 ||
-      end != 19 || year < 1902 || year > 2037 || month < 1 || month > 12 || day < 1 || day > 31 ||
-      hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59)
+  if (!is_like(text, "9999-99-99T99:99:99")) return {};
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d", &year, &month, &day, &hour, &minute,
+              &second);
+  if (year < 1902 || year > 2037 || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 ||
+      minute > 59 || second > 59)
     return {};
   int64_t days = day - 1;
   for (int64_t y = 1970; y < year; ++y) days += 365 + plain::is_leap(y);
