@@ -200,22 +200,35 @@ void add(const Source& source, const std::string& row, Run run) {
       ->Unit(benchmark::kMicrosecond);
 }
 
+// A row, and the same with "cold" behind what is measured.
+template <typename Run>
+void add_both(const Source& source, const std::string& what, const std::string& reference,
+              Run run) {
+  for (const auto& [kind, caches] : {std::pair("/", Caches::kOwn), {" cold/", Caches::kOthers}})
+    add(source, what + kind + reference,
+        [run, caches = caches](benchmark::State& state, const Workload& work) {
+          run(state, work, caches);
+        });
+}
+
 void add_rows(const Source& source) {
   using State = benchmark::State;
   add(source, "hash/byte loop", [](State& state, const Workload& work) {
     compare(state, work.parameters.size(), hashing(work, BKDRHash), hashing(work, plain_hash));
   });
   add(source, "noise/itself", [](State& state, const Workload& work) {
-    const Tree tree = work.filled_tree();
-    compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, tree.get()));
+    const Tree tree = work.filled_tree(), other = work.filled_tree();
+    compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, other.get()));
   });
-  add(source, "lookup/unordered_map", [](State& state, const Workload& work) {
-    const Tree tree = work.filled_tree();
-    Map map;
-    for (const Parameter& parameter : work.parameters)
-      map[parameter.name] = parameter.values[0].record();
-    compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, map));
-  });
+  add_both(source, "lookup", "unordered_map",
+           [](State& state, const Workload& work, Caches caches) {
+             const Tree tree = work.filled_tree();
+             Map map;
+             for (const Parameter& parameter : work.parameters)
+               map[parameter.name] = parameter.values[0].record();
+             compare(state, work.parameters.size(), finding(work, tree.get()), finding(work, map),
+                     caches);
+           });
   using Make = std::unique_ptr<Peer> (*)(const Workload&);
   static constexpr struct {
     const char* title;
@@ -227,28 +240,25 @@ void add_rows(const Source& source) {
       {"SQLite", make_sqlite},
   };
   for (const auto& peer : kPeers) {
-    // "cold": what the library takes where something else had the caches before.
-    for (const auto& [kind, caches] : {std::pair("", Caches::kOwn), {" cold", Caches::kOthers}}) {
-      add(source, std::string("lookup") + kind + "/" + peer.title,
-          [&peer, caches = caches](State& state, const Workload& work) {
-            const Tree tree = work.filled_tree();
-            const std::unique_ptr<Peer> other = peer.make(work);
-            compare(state, work.parameters.size(), finding(work, tree.get()), reading(work, *other),
-                    caches);
-          });
-      add(source, std::string("write") + kind + "/" + peer.title,
-          [&peer, caches = caches](State& state, const Workload& work) {
-            const Tree tree = reporting_tree(work);
-            const Records records(work);
-            const std::unique_ptr<Peer> other = peer.make(work);
-            compare(state, work.parameters.size(), writing(work, records, tree.get()),
-                    writing(work, *other), caches);
-          });
-    }
+    add_both(source, "lookup", peer.title,
+             [&peer](State& state, const Workload& work, Caches caches) {
+               const Tree tree = work.filled_tree();
+               const std::unique_ptr<Peer> other = peer.make(work);
+               compare(state, work.parameters.size(), finding(work, tree.get()),
+                       reading(work, *other), caches);
+             });
+    add_both(source, "write", peer.title,
+             [&peer](State& state, const Workload& work, Caches caches) {
+               const Tree tree = reporting_tree(work);
+               const Records records(work);
+               const std::unique_ptr<Peer> other = peer.make(work);
+               compare(state, work.parameters.size(), writing(work, records, tree.get()),
+                       writing(work, *other), caches);
+             });
   }
-  add(source, "load/expat", [](State& state, const Workload& work) {
+  add_both(source, "load", "expat", [](State& state, const Workload& work, Caches caches) {
     Tree tree;
-    compare(state, work.parameters.size(), loading(work, &tree), parsing_only(work));
+    compare(state, work.parameters.size(), loading(work, &tree), parsing_only(work), caches);
   });
   for (const bool validate : {false, true})
     add(source, validate ? "load/libyang validating" : "load/libyang",
@@ -258,23 +268,24 @@ void add_rows(const Source& source) {
           compare(state, work.parameters.size(), loading(work, &tree),
                   {[&] { yang->parse(validate); }, [] {}, [&] { yang->discard(); }});
         });
-  add(source, "save/pugixml", [](State& state, const Workload& work) {
+  add_both(source, "save", "pugixml", [](State& state, const Workload& work, Caches caches) {
     const Tree tree = work.filled_tree();
     std::string text;
     Text out;
     pugi::xml_document document;
     if (!document.load_buffer(work.document.data(), work.document.size())) std::abort();
-    compare(state, work.parameters.size(), saving(tree.get(), &text), saving(document, &out));
+    compare(state, work.parameters.size(), saving(tree.get(), &text), saving(document, &out),
+            caches);
   });
   add(source, "save/memcpy", [](State& state, const Workload& work) {
     const Tree tree = work.filled_tree();
     std::string text, copy = work.document;
     compare(state, work.parameters.size(), saving(tree.get(), &text), copying(work, &copy));
   });
-  add(source, "build/unordered_map", [](State& state, const Workload& work) {
+  add_both(source, "build", "unordered_map", [](State& state, const Workload& work, Caches caches) {
     Tree tree;
     Map map;
-    compare(state, work.nodes.size(), building(work, &tree), inserting(work, &map));
+    compare(state, work.nodes.size(), building(work, &tree), inserting(work, &map), caches);
   });
 }
 

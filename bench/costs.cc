@@ -104,7 +104,7 @@ void add_instance_rows(const Workload& work) {
   }
 }
 
-// A text parameter of the port mappings; each pass changes it in all of them.
+// A text parameter of the port mappings; each sweep changes it in all of them.
 void add_write_rows(const Workload& work) {
   for (const uint32_t count : kInstances)
     add("write by unique id/" + std::to_string(count), [&work, count](benchmark::State& state) {

@@ -61,11 +61,8 @@ inline double median(std::vector<double> some) {
 enum class Caches { kOwn, kOthers };
 
 constexpr int kRounds = 15;
-constexpr double kPassSeconds = 0.01;  // of a side in a round
-
-inline int sweeps_in_pass(double sweep_seconds) {
-  return std::max(1, static_cast<int>(kPassSeconds / std::max(sweep_seconds, 1e-7)));
-}
+constexpr double kWarmSeconds = 0.005;  // of a side before each of its passes
+constexpr double kPassSeconds = 0.01;
 
 // Seconds of a sweep of each side.
 struct Round {
@@ -73,29 +70,34 @@ struct Round {
   double reference = 0;
 };
 
-// The mean of a pass. The first sweep is not counted: it finds what the other side left.
-inline double pass_of(const Side& side, int sweeps) {
-  (void)seconds_of(side);
+// The mean of as many sweeps as take so long.
+inline double sweeps_for(double least_seconds, const Side& side) {
   double sum = 0;
-  for (int i = 0; i < sweeps; ++i) sum += seconds_of(side);
+  int sweeps = 0;
+  for (; sum < least_seconds; ++sweeps) sum += seconds_of(side);
   return sum / sweeps;
 }
 
-inline Round pass_by_pass(const Side& library, const Side& reference, const Round& sweep) {
+inline double pass_of(const Side& side) {
+  (void)sweeps_for(kWarmSeconds, side);  // until what the other side left is gone
+  return sweeps_for(kPassSeconds, side);
+}
+
+inline Round pass_by_pass(const Side& library, const Side& reference) {
   Round round;
-  round.reference = pass_of(reference, sweeps_in_pass(sweep.reference));
-  round.library = pass_of(library, sweeps_in_pass(sweep.library));
+  round.reference = pass_of(reference);
+  round.library = pass_of(library);
   return round;
 }
 
-inline Round sweep_by_sweep(const Side& library, const Side& reference, const Round& sweep) {
-  const int sweeps = sweeps_in_pass(std::max(sweep.library, sweep.reference));
-  Round round;
-  for (int i = 0; i < sweeps; ++i) {
-    round.reference += seconds_of(reference) / sweeps;
-    round.library += seconds_of(library) / sweeps;
+inline Round sweep_by_sweep(const Side& library, const Side& reference) {
+  Round sum;
+  int sweeps = 0;
+  for (; std::max(sum.library, sum.reference) < kPassSeconds; ++sweeps) {
+    sum.reference += seconds_of(reference);
+    sum.library += seconds_of(library);
   }
-  return round;
+  return {sum.library / sweeps, sum.reference / sweeps};
 }
 
 // A benchmark of one iteration: rounds of both sides. The counters hold the medians over the
@@ -104,11 +106,10 @@ inline void compare(benchmark::State& state, size_t items, const Side& library,
                     const Side& reference, Caches caches = Caches::kOwn) {
   for (auto _ : state) {
     (void)seconds_of(library), (void)seconds_of(reference);  // what is made once is made
-    const Round sweep = {seconds_of(library), seconds_of(reference)};
     std::vector<double> library_seconds, reference_seconds, ratios;
     for (int i = 0; i < kRounds; ++i) {
       const Round round =
-          (caches == Caches::kOwn ? pass_by_pass : sweep_by_sweep)(library, reference, sweep);
+          (caches == Caches::kOwn ? pass_by_pass : sweep_by_sweep)(library, reference);
       library_seconds.push_back(round.library);
       reference_seconds.push_back(round.reference);
       ratios.push_back(round.library / round.reference);

@@ -933,7 +933,7 @@ TEST_F(FlashsimFaults, WrongValuesAreRefusedWithTheFormAndTheValue) {
           result.output.find("flashsim: " + std::string(option) + " needs a value of the form "),
           0u)
           << result.output;
-      const std::string shown = ", which \"" + value.substr(0, 64) + "\" is not\n";
+      const std::string shown = ", not \"" + value.substr(0, 64) + "\"\n";
       EXPECT_NE(result.output.find(shown), std::string::npos) << result.output;
     }
   }

@@ -113,7 +113,7 @@ static int refuse_value(const char* option, const char* wanted) {
 
 static int refuse_fault(const char* option, const char* value) {
   char why[256];
-  snprintf(why, sizeof why, "--%s needs a value of the form %s, which \"%.64s\" is not", option,
+  snprintf(why, sizeof why, "--%s needs a value of the form %s, not \"%.64s\"", option,
            faults_form(option), value);
   return refuse(why);
 }

@@ -74,13 +74,18 @@ void add_options(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "Print JSON, for programs");
 }
 
-// What is missing comes first in CLI11's eyes, a verb for one that is not known among it.
+// CLI11 tells what is missing and not what it did not know, a mistyped verb for instance.
 std::string reason(const CLI::App& app, const CLI::ParseError& error) {
-  if (!dynamic_cast<const CLI::RequiredError*>(&error)) return error.what();
-  const std::vector<std::string> unknown = app.remaining(true);
-  if (!unknown.empty()) return unknown.front() + ": no such verb or option";
   const std::string text = error.what();
-  return text == "A subcommand is required" ? "a verb is missing" : text;
+  if (!dynamic_cast<const CLI::RequiredError*>(&error)) return text;
+  std::vector<std::string> unknown = app.remaining(true);
+  std::erase(unknown, "--");
+  if (!unknown.empty() && unknown.front().starts_with('-'))
+    return unknown.front() + ": no such option";
+  const std::string first = unknown.empty() ? "" : unknown.front();
+  if (text == "A subcommand is required")
+    return first.empty() ? "a verb is missing" : first + ": no such verb";
+  return first.empty() ? text : text + "; " + first + " is not expected";
 }
 
 // CLI11's help ends in status 0; everything else it finds wrong is a usage error.

@@ -328,7 +328,8 @@ void add_schema_commands(CLI::App& app, Options& options) {
                    "Only this object, as in InternetGatewayDevice.LANDevice.{i}.")
       ->type_name("PATH");
   command->add_option("--depth", arguments->depth, "Levels to print")
-      ->check(CLI::Range(1, INT32_MAX));
+      ->type_name("N")
+      ->check(CLI::Range(1, INT32_MAX).description(""));
   command->callback([&options, arguments] { tree(options, *arguments); });
 
   command = verb(schema, "diff", "Print how two models differ, by path; status 1 when they do",
