@@ -532,9 +532,9 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 #define QMIBTREE_ATTR_ACCESS_NONE 0x10u      /* the access list is empty */
 
 /* Supplied by the host: called after each write of a value other than the node's.
- * `node` holds its new value already; `value` is the writer's. The result is ignored. It may call
- * into the tree, and may delete the instance that `node` is in. A host that lacks
- * this function does not link. */
+ * `node` holds what was stored of it already; `value` is the writer's. The result is
+ * ignored. It may call into the tree, and may delete the instance that `node` is
+ * in. A host that lacks this function does not link. */
 extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
                                           qmibtree_value_t* value);
 
@@ -578,7 +578,7 @@ QMIBTREE_API uint32_t qmibtree_write_by_node(qmibtree_inst_t* inst, qmibtree_nod
 /* Parse `text` as the record's type and write it, as qmibtree_write does.
  *
  * Further results: QMIBTREE_RC_NOT_ALLOWED for a node that is not a parameter (the
- * form by node goes through the write and stores nothing); QMIBTREE_RC_ERROR for an
+ * form by node stores nothing there and sets off the rest); QMIBTREE_RC_ERROR for an
  * unknown bool word and for every datetime text: write datetimes with
  * qmibtree_write. Text is never refused for int, unsignedInt, string and base64.
  * For base64 the decoded block is freed by nobody: hosts that write base64 often
