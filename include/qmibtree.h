@@ -544,7 +544,8 @@ extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* 
  * until the node's next write or its end; nothing need be released. A dynamic
  * parameter is read with its get_fn, which gets `flags` and says who owns what.
  * 0, or what get_fn answered; QMIBTREE_RC_NO_HOOK for a dynamic parameter without
- * get_fn (`value` untouched). An object gives 0 and no value. */
+ * get_fn (`value` untouched). An object gives 0 and no value, but for one that a
+ * write by value put there. */
 QMIBTREE_API uint32_t qmibtree_read(qmibtree_inst_t* inst, const char* name,
                                     qmibtree_value_t* value, uint32_t flags);
 QMIBTREE_API uint32_t qmibtree_read_v2(qmibtree_inst_t* inst, const char* prefix,
