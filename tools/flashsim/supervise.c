@@ -25,26 +25,30 @@ static bool make_counts(char** path) {
   return fd >= 0;
 }
 
+static const int signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+enum { signal_count = sizeof signals / sizeof signals[0] };
+
 static volatile sig_atomic_t group;
 
 /* The program is not in the group that a terminal or a script ends flashsim with. */
 static void pass_on(int signal) { kill(-(pid_t)group, signal); }
 
-static void become(const struct launch* wanted) {
+static void become(const struct launch* wanted, const sigset_t* mask) {
   char number[16];
   setpgid(0, 0);
+  sigprocmask(SIG_SETMASK, mask, NULL);
   snprintf(number, sizeof number, "%d", (int)getpid());
   if (setenv(FLASHSIM_GROUP_VARIABLE, number, 1) != 0) _exit(complain("start"));
   _exit(launch(wanted));
 }
 
 /* The exit status that tells how the program ended. */
-static int wait_for(pid_t program) {
-  static const int signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+static int wait_for(pid_t program, const sigset_t* mask) {
   int status = 0;
   setpgid(program, program); /* whichever of the two comes first */
   group = program;
-  for (size_t i = 0; i < sizeof signals / sizeof signals[0]; ++i) signal(signals[i], pass_on);
+  for (size_t i = 0; i < signal_count; ++i) signal(signals[i], pass_on);
+  sigprocmask(SIG_SETMASK, mask, NULL);
   waitpid(program, &status, 0);
   if (faults_power_is_off()) {
     kill(-program, SIGKILL);
@@ -53,14 +57,24 @@ static int wait_for(pid_t program) {
   return WIFSIGNALED(status) ? EXIT_BY_SIGNAL + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+/* Keeps what is to be passed on waiting until there is a program to pass it on to. */
+static void hold_signals(sigset_t* mask) {
+  sigset_t held;
+  sigemptyset(&held);
+  for (size_t i = 0; i < signal_count; ++i) sigaddset(&held, signals[i]);
+  sigprocmask(SIG_BLOCK, &held, mask);
+}
+
 int supervise(const struct launch* wanted) {
+  sigset_t mask;
   char* counts = NULL;
+  hold_signals(&mask);
   if (!make_counts(&counts) || setenv(FLASHSIM_COUNTS_VARIABLE, counts, 1) != 0 ||
       setenv(FLASHSIM_FAULTS_VARIABLE, wanted->faults, 1) != 0)
     return complain("set up the faults");
   const pid_t program = fork();
-  if (program == 0) become(wanted);
-  const int result = program < 0 ? complain("start a process") : wait_for(program);
+  if (program == 0) become(wanted, &mask);
+  const int result = program < 0 ? complain("start a process") : wait_for(program, &mask);
   unlink(counts);
   free(counts);
   return result;
