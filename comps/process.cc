@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
@@ -15,18 +14,20 @@
 
 namespace {
 
-// The decimal number that a stream begins with, behind white space. -1 when there is none, it is
-// negative, or it is more than a process id holds.
+// The decimal number that a stream begins with, behind white space. Negative when there is none, it
+// is negative, or it is more than a process id holds.
 int32_t read_pid(std::FILE* stream) {
   int c = std::fgetc(stream);
   while (std::isspace(c)) c = std::fgetc(stream);
-  if (c == '+') c = std::fgetc(stream);
-  int64_t number = -1;
+  const bool negative = c == '-';
+  if (c == '+' || c == '-') c = std::fgetc(stream);
+  if (!std::isdigit(c)) return -1;
+  int64_t number = 0;
   for (; std::isdigit(c); c = std::fgetc(stream)) {
-    number = std::max<int64_t>(number, 0) * 10 + (c - '0');
+    number = number * 10 + (c - '0');
     if (number > INT32_MAX) return -1;
   }
-  return static_cast<int32_t>(number);
+  return static_cast<int32_t>(negative ? -number : number);
 }
 
 // The number of arguments up to the null one, that one included.

@@ -20,7 +20,8 @@ struct loader {
   size_t used;    // length of the path
   uint32_t hash;  // of the path; goes on with each segment, as the names of nodes do
   // A bit for each depth: the element open there is known to name an object, and its text is
-  // nothing. Most texts are the line feeds between elements.
+  // nothing. Most texts are the line feeds between elements. Known no more once the host made or
+  // deleted instances meanwhile: a newer node may have the object's name.
   uint32_t objects;
   uint32_t hashes[kMaxDepth + 1];  // of the path at each of ctx.lengths
 };
@@ -109,8 +110,11 @@ void take_attribute(loader* load, element* seen, const char* name, const char* v
 // which is how a document addresses an instance that exists.
 void enter_instance(loader* load, element* seen) {
   qmibtree_xml_load_ctx_t& ctx = load->ctx;
-  if (qmibtree_node* const node = named_node(load))
+  if (qmibtree_node* const node = named_node(load)) {
+    const uint32_t changes = ctx.inst->obj_changes;
     (void)qmibtree_add_object_by_node(ctx.inst, node, &seen->instance, ctx.flags, seen->right);
+    if (ctx.inst->obj_changes - changes > 1) load->objects = 0;
+  }
   char number[10];
   std::snprintf(number, sizeof number, "%d.", static_cast<int>(seen->instance));
   append_path(load, number);
@@ -158,7 +162,9 @@ void XMLCALL qmibtree_xml_char_data(void* user, const XML_Char* text, int len) {
   if (!copy) return;
   std::memcpy(copy.get(), text, size);
   copy.get()[size] = '\0';
+  const uint32_t changes = ctx.inst->obj_changes;
   (void)qmibtree_write_strvalue_by_node(ctx.inst, node, copy.get(), ctx.flags);
+  if (ctx.inst->obj_changes != changes) load->objects = 0;
 }
 
 }  // namespace

@@ -131,17 +131,20 @@ struct qmibtree_value_t {
  * of the library. */
 struct qmibtree_datafn_t {
   uint32_t type; /* the type id served; 0 in the empty record */
-  /* Shallow copy: `dst` shares the storage of `src`, unowned. Result: no meaning. */
+  /* Shallow copy: `dst` shares the storage of `src`, unowned; int, unsignedInt, bool
+   * and datetime: the whole record as it is. Result: no meaning. */
   uint32_t (*assign)(qmibtree_value_t* dst, const qmibtree_value_t* src);
   /* Deep copy: string and base64 get owned storage. 1 when storage was made, else
-   * 0; out of memory leaves `dst` typed and empty. `dst` gets this type. */
+   * 0; out of memory leaves `dst` typed and empty. `dst` gets this type; of int,
+   * unsignedInt, bool and datetime the whole record is copied, its type included. */
   uint32_t (*copy)(qmibtree_value_t* dst, const qmibtree_value_t* src);
   /* 1 when the payloads are equal, else 0. Types are not looked at: compare them first. */
   int (*equal)(const qmibtree_value_t* a, const qmibtree_value_t* b);
   /* Range or length check against a record's bounds: 0 or QMIBTREE_RC_OUT_OF_RANGE. */
   uint32_t (*check)(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
   /* Parse. 0, or QMIBTREE_RC_ERROR for an unknown bool word (`dst` unchanged) and
-   * for every datetime text (`dst` then holds the time all the same). A string
+   * for every datetime text (`dst` then holds the time all the same). Numbers beyond
+   * 32 bits are taken modulo 2^32. A string
    * keeps pointing at `text`; a base64 value at a new block that is not marked
    * owned, so that `release` does not free it. */
   uint32_t (*from_str)(qmibtree_value_t* dst, const char* text);
@@ -201,7 +204,8 @@ QMIBTREE_API uint8_t* base64_decode(const char* text, uint32_t* len);
 /* Hooks run on the thread that called into the tree. A result of 32 or more is a
  * failure, except that the results of create_fn and destroy_fn are ignored. The
  * value that set_fn is handed is the writer's: look, do not change. A hook may call
- * into the tree, but must not delete the node it is given or one above it. */
+ * into the tree, but must not delete the node it is given or one above it, nor let
+ * mibtree_changed_callback2 do so for a write that the hook makes. */
 typedef uint32_t (*qmibtree_node_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node);
 typedef uint32_t (*qmibtree_set_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node,
                                       qmibtree_value_t* value);
@@ -221,7 +225,7 @@ typedef uint32_t (*qmibtree_get_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node
  * fields in the same order with native pointers elsewhere. The library uses the
  * host's record in place, never a copy, and writes to it only in
  * qmibtree_reg_uidinfo. Every pointer in it stays the host's and must live as
- * long as the instance. */
+ * long as the instance; `name` and `type` must not change meanwhile. */
 struct qmibtree_uidinfo_t {
   uint32_t uid;       /* the record's unique id: its index in the schema; below 2000 */
   int32_t next_uid;   /* next sibling's unique id; negative or past the end: none */
@@ -231,7 +235,8 @@ struct qmibtree_uidinfo_t {
   uint32_t type;      /* 2..7 (QMIBTREE_TYPE_INT..BOOL) a parameter; all else an object */
   uint32_t flags;     /* QMIBTREE_UID_* */
   uint32_t arg;       /* the host's word, copied into each node of this record */
-  const char* defval; /* default value as text, or null: get_fn supplies it, else none */
+  const char* defval; /* default value as text, or null: get_fn supplies it, else none. For
+                       * base64 each node built leaves a decoded block that nobody frees */
   uint32_t max_len;   /* string, base64: longest value in bytes; 0, or negative as signed: any */
   int32_t int_min;    /* int: lowest value allowed (both bounds 0 admit only 0) */
   int32_t int_max;    /* int: highest */
@@ -277,7 +282,7 @@ struct qmibtree_schema_t {
 
 /* Flags of a node (qmibtree_node.flags). */
 #define QMIBTREE_NODE_INSTANCE 0x1u        /* an instance, named by its number */
-#define QMIBTREE_NODE_MODIFIED 0x2u        /* the value differs from default_value */
+#define QMIBTREE_NODE_MODIFIED 0x2u        /* the last write's value differed from default_value */
 #define QMIBTREE_NODE_PARAM 0x4u           /* a parameter: has a value, no children */
 #define QMIBTREE_NODE_NOTIF_ACTIVE 0x100u  /* notification: at most one of these two; */
 #define QMIBTREE_NODE_NOTIF_PASSIVE 0x200u /* neither is off */
@@ -342,7 +347,8 @@ struct qmibtree_inst_t {
  * The block stays the host's and must outlive the instance. The caller destroys
  * the instance with qmibtree_destroy. Null when memory is exhausted, there is no
  * record 0, or a get_fn refused while a parameter was built; nothing is left
- * behind then. The sibling and child links must form a tree. */
+ * behind then. But a tree is answered also where there was no memory for `uid_hash`
+ * or for a default's text or bytes. The sibling and child links must form a tree. */
 QMIBTREE_API qmibtree_inst_t* qmibtree_init(qmibtree_schema_t* schema);
 
 /* Destroy the tree, children first, with every destroy_fn, and free all it owns.
@@ -355,7 +361,8 @@ QMIBTREE_API uint32_t qmibtree_destroy(qmibtree_inst_t* inst);
  * destroy_fn, set_fn, get_fn and the eight ext_fn words is taken over only where
  * the schema's is null and `record`'s is not: the first registration wins. All
  * else in `record` is ignored, and `record` may go afterwards. Nodes that exist
- * see the new hooks from their next use on; their own flags stay.
+ * see the new hooks from their next use on; their own flags stay. Not to be called
+ * by a hook of a node of that record.
  * 0, also for a `uid` without a record (nothing changes then); QMIBTREE_RC_ERROR
  * when `inst` or `record` is null. */
 QMIBTREE_API uint32_t qmibtree_reg_uidinfo(qmibtree_inst_t* inst, int32_t uid,
@@ -458,7 +465,7 @@ QMIBTREE_API uint32_t qmibtree_get_arg_v2(qmibtree_inst_t* inst, const char* pre
 QMIBTREE_API int32_t qmibtree_get_childnum(qmibtree_inst_t* inst, const char* name);
 
 /* Call `fn` for the nodes of a unique id, newest first, templates left out: for all
- * of them when `name` is null, else only for the one of that full name. `fn` may
+ * of them when `name` is null, else only for those of that full name. `fn` may
  * delete the node it is given, but no other of this id.
  * The last callback's result; 0 when none was called. */
 QMIBTREE_API uint32_t qmibtree_lookup(qmibtree_inst_t* inst, const char* name, uint32_t uid,
@@ -489,7 +496,8 @@ QMIBTREE_API uint32_t qmibtree_dump_by_node(qmibtree_inst_t* inst, qmibtree_node
 
 /* Add an instance to a template.
  *
- * `*instance` is a wished number or 0 in, the assigned number out. The number
+ * `*instance` is a wished number or 0 in, the assigned number out, also where a
+ * create_fn added further instances to the template meanwhile. The number
  * is the template's last_instance + 1, or the wish where that is higher; a lower
  * free number is not honoured. `opt` is ignored. `right` is stored in the
  * instance; 255 is neutral. Counts in obj_changes and the template's `added`.
@@ -527,14 +535,17 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 /* Attributes of a node, as qmibtree_set_attr takes and qmibtree_get_attr gives them. */
 #define QMIBTREE_ATTR_NOTIF_ACTIVE 0x1u      /* changes are queued, to be reported actively */
 #define QMIBTREE_ATTR_NOTIF_PASSIVE 0x2u     /* changes are queued */
-#define QMIBTREE_ATTR_NOTIF_OFF 0x4u         /* changes are not queued */
+#define QMIBTREE_ATTR_NOTIF_OFF 0x4u         /* changes are not queued; but a record with */
+                                             /* QMIBTREE_UID_NOTIF_FORCED has them all queued, */
+                                             /* as active, whatever is set */
 #define QMIBTREE_ATTR_ACCESS_SUBSCRIBER 0x8u /* the access list holds "subscriber" */
 #define QMIBTREE_ATTR_ACCESS_NONE 0x10u      /* the access list is empty */
 
 /* Supplied by the host: called after each write of a value other than the node's.
  * `node` holds what was stored of it already; `value` is the writer's. The result is
  * ignored. It may call into the tree, and may delete the instance that `node` is
- * in. A host that lacks this function does not link. */
+ * in unless a hook of a node there made the write. A host of the tree that lacks this
+ * function does not link. */
 extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* node,
                                           qmibtree_value_t* value);
 
@@ -545,7 +556,7 @@ extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* 
  * parameter is read with its get_fn, which gets `flags` and says who owns what.
  * 0, or what get_fn answered; QMIBTREE_RC_NO_HOOK for a dynamic parameter without
  * get_fn (`value` untouched). An object gives 0 and no value, but for one that a
- * write by value put there. */
+ * write put there, and is read as a parameter is where its record is dynamic. */
 QMIBTREE_API uint32_t qmibtree_read(qmibtree_inst_t* inst, const char* name,
                                     qmibtree_value_t* value, uint32_t flags);
 QMIBTREE_API uint32_t qmibtree_read_v2(qmibtree_inst_t* inst, const char* prefix,
@@ -576,10 +587,12 @@ QMIBTREE_API uint32_t qmibtree_write_v2(qmibtree_inst_t* inst, const char* prefi
 QMIBTREE_API uint32_t qmibtree_write_by_node(qmibtree_inst_t* inst, qmibtree_node* node,
                                              const qmibtree_value_t* value, uint32_t flags);
 
-/* Parse `text` as the record's type and write it, as qmibtree_write does.
+/* Parse `text` as the record's type and write it, as qmibtree_write does: a text that
+ * cannot be parsed is refused before the access rule is asked.
  *
  * Further results: QMIBTREE_RC_NOT_ALLOWED for a node that is not a parameter (the
- * form by node stores nothing there and sets off the rest); QMIBTREE_RC_ERROR for an
+ * form by node stores nothing there, but for a record of type 8 to 10, where it stores
+ * the text, and sets off the rest); QMIBTREE_RC_ERROR for an
  * unknown bool word and for every datetime text: write datetimes with
  * qmibtree_write. Text is never refused for int, unsignedInt, string and base64.
  * For base64 the decoded block is freed by nobody: hosts that write base64 often
@@ -627,11 +640,12 @@ QMIBTREE_API uint32_t qmibtree_get_attr_by_node(qmibtree_inst_t* inst, qmibtree_
 
 /* One change event. */
 struct qmibtree_notif_entry_t {
-  qmibtree_node* node; /* what changed; the tree's */
+  qmibtree_node* node; /* what changed; the tree's (but see qmibtree_notif_del_event) */
   uint8_t active;      /* 1: to be reported actively */
 };
 
-/* The queue of change events: entries 0..num-1 are live, the newest last. */
+/* The queue of change events: entries 0..num-1 are live, the newest last unless
+ * qmibtree_notif_del_event dropped another. */
 struct qmibtree_notif_t {
   qmibtree_notif_entry_t entries[QMIBTREE_NOTIF_MAX]; /* the live ones, oldest first */
   uint32_t active_num;                                /* counts entries queued as active */
@@ -660,16 +674,20 @@ QMIBTREE_API void qmibtree_notif_cleanup(qmibtree_notif_t* queue);
  * it has one already. An event in a full queue is lost, silently. */
 QMIBTREE_API void qmibtree_notif_add_event(qmibtree_notif_t* queue, qmibtree_node* node);
 
-/* Drop a node's event. The slot is filled with the entry just past the last live
- * one: dropping the newest event is a plain removal; dropping an earlier one drops
- * the newest with it and leaves in the slot what was last removed from there (a
- * null node where nothing ever was). Drain with qmibtree_notif_deq_event instead. */
+/* Drop a node's event. The slot is filled with what the slot past the last live one
+ * was left with: dropping the newest event is a plain removal; dropping an earlier one
+ * drops the newest with it and brings back into the slot an event that was removed
+ * before, maybe of a node that has been destroyed since, or a null node where nothing
+ * ever was. So drain the queue with qmibtree_notif_deq_event before deleting
+ * instances, and empty it with qmibtree_notif_cleanup after such a deletion. */
 QMIBTREE_API void qmibtree_notif_del_event(qmibtree_notif_t* queue, qmibtree_node* node);
 
-/* The node of entry `index`, which stays queued, or null past the last. */
+/* The node of entry `index`, which stays queued, or null past the last. A live entry
+ * can be null too (qmibtree_notif_del_event): count by `num`. */
 QMIBTREE_API qmibtree_node* qmibtree_notif_get_event(qmibtree_notif_t* queue, uint32_t index);
 
-/* Remove the newest event; its node, or null when the queue is empty. */
+/* Remove the newest event; its node, or null when the queue is empty. A live entry can
+ * be null too (qmibtree_notif_del_event): drain while `num` is not 0. */
 QMIBTREE_API qmibtree_node* qmibtree_notif_deq_event(qmibtree_notif_t* queue);
 
 /* Both of these drop the event of the node of this full name, by
@@ -702,7 +720,8 @@ QMIBTREE_API uint32_t qmibtree_dump_rawtype(qmibtree_inst_t* inst, qmibtree_node
                                             int32_t level, void* arg, uint32_t phase);
 
 /* On entering, the value as text, read with `phase` as the read's flags; nothing
- * for an object. What a get_fn hands over is not released: it must stay the host's. */
+ * for an object that qmibtree_read finds no value in. What a get_fn hands over is not released: it
+ * must stay the host's. */
 QMIBTREE_API uint32_t qmibtree_dump_rawvalue(qmibtree_inst_t* inst, qmibtree_node* node, void* buff,
                                              int32_t level, void* arg, uint32_t phase);
 
@@ -722,10 +741,11 @@ QMIBTREE_API uint32_t qmibtree_lookup_dbg(qmibtree_inst_t* inst, qmibtree_node* 
 
 /* Write the buffer's text (strlen(start) bytes) to a file or device at byte
  * `offset`. The path is opened with mode "w": a regular file is emptied first and
- * gets a hole before `offset`; a character device keeps its other bytes.
- * 0; QMIBTREE_RC_ERROR when it cannot be opened or positioned or the text was not
- * written whole. After a write that fell short the stream is left open; not so when
- * only its closing found that bytes were missing. */
+ * gets a hole before `offset`, if any text follows; a character device keeps its
+ * other bytes.
+ * 0; QMIBTREE_RC_ERROR when it cannot be opened or positioned (a pipe cannot) or the text was not
+ * written whole. After a write that fell short the stream is left open; not so when only its
+ * closing found that bytes were missing. */
 QMIBTREE_API uint32_t qmibtree_buff_dump_to_file(qmibtree_buff_t* buff, const char* path,
                                                  int32_t offset);
 
@@ -735,9 +755,10 @@ QMIBTREE_API uint32_t qmibtree_buff_dump_to_file_end(qmibtree_buff_t* buff, cons
 
 /* Read `length` bytes at `offset` (0: up to the end of the file) into a new buffer,
  * NUL behind them; `size` is the count plus one, `left` the count, `pos` at the
- * start. A short read is not reported: zeros follow. The caller frees the
- * buffer with qfree. Null when the file cannot be opened, `offset` lies past its
- * end (with `length` 0), or memory is exhausted. */
+ * start. A short read is not reported: zeros follow, as of a pipe. The caller frees the
+ * buffer with qfree. Null when the file cannot be opened or memory is exhausted, and,
+ * with `length` 0, when `offset` is negative or lies past the file's end, or the file
+ * has no end that can be told (a folder, a pipe). */
 QMIBTREE_API qmibtree_buff_t* qmibtree_buff_create_from_file(const char* path, int32_t offset,
                                                              uint32_t length);
 
@@ -756,7 +777,8 @@ struct qmibtree_xml_load_ctx_t {
 /* Append the configuration document of the subtree at `name` (null: the whole
  * tree) to `buff`. `flags` is not used. The tree is not changed.
  * 0; QMIBTREE_RC_NOT_FOUND; QMIBTREE_RC_DUMP_EXCEEDED when the buffer is full; or
- * what a get_fn answered: the text is then incomplete and must not be stored. */
+ * what reading a parameter failed with, QMIBTREE_RC_NO_HOOK for a dynamic one without
+ * get_fn among it: the text is then incomplete and must not be stored. */
 QMIBTREE_API uint32_t qmibtree_xml_dump_config(qmibtree_inst_t* inst, const char* name,
                                                qmibtree_buff_t* buff, uint32_t flags);
 
@@ -764,15 +786,18 @@ QMIBTREE_API uint32_t qmibtree_xml_dump_config(qmibtree_inst_t* inst, const char
  * its length in bytes to `*length`. Prints the length on standard output.
  * As qmibtree_xml_dump_config, or the file's result. When there is no memory for
  * the text the result is a success and nothing is written, `*length` set all the
- * same. `*length` stays as it was when the first, counting pass fails. */
+ * same; when there is none to encode a base64 value the document holds "<null>" in its
+ * place, and does not load. `*length` stays as it was when the first, counting pass fails. */
 QMIBTREE_API uint32_t qmibtree_xml_dump_config_to_file(qmibtree_inst_t* inst, const char* name,
                                                        const char* path, int32_t offset,
                                                        uint32_t* length, uint32_t flags);
 
 /* Load a document (NUL-terminated, at buff->start) into the tree: adds instances,
  * sets attributes, writes values with `flags`, as they come.
- * 0; QMIBTREE_RC_ERROR when it is not well-formed, nests deeper than 31 elements or
- * names a path of over 511 bytes; what came before stays applied. What the
+ * 0; QMIBTREE_RC_ERROR when it is not well-formed, nests deeper than 31 elements,
+ * names a path of over 511 bytes or is longer than INT32_MAX, or there is no memory
+ * for the parser; what came before stays applied, an instance that the refused element
+ * itself asked for included. What the
  * tree refuses (unknown names, values out of range) is skipped, unreported. */
 QMIBTREE_API uint32_t qmibtree_xml_load(qmibtree_inst_t* inst, qmibtree_buff_t* buff,
                                         uint32_t flags);
@@ -804,9 +829,10 @@ QMIBTREE_API int qmibtree_check_nvram(void);
 /* Export the stored configuration (the main partition's text, or the factory default
  * file) through the external command zorem_cfg to `out_path`. The path goes through
  * the shell as it is: hand over no text from outside.
- * 0, whatever the command did; -1 when the source cannot be read or is larger than
- * QMIBTREE_NVRAM_MAX bytes, `out_path` is null, or it does not fit the command line
- * of 127 characters (paths of up to 76 do). */
+ * 0, whatever the command did; a device that ends before the stored length gives zeros
+ * for the rest. -1 when the source cannot be read or is larger than QMIBTREE_NVRAM_MAX
+ * bytes, `out_path` is null, or it does not fit the command line of 127 characters
+ * (paths of up to 76 do; the temporary file is written then all the same). */
 QMIBTREE_API int qmibtree_download_config(const char* out_path);
 
 /* Write an upgrade file's payload to both partitions, backup first. The running
@@ -903,7 +929,8 @@ QMIBTREE_API void qmibtree_comps_mark_action(void);
 QMIBTREE_API void qmibtree_comp_kill_pid(uint32_t id, int32_t pid);
 
 /* The same for the decimal number that the file at `path` begins with, white space
- * before it skipped. Nothing when the file cannot be opened or has none. */
+ * before it skipped. Nothing when the file cannot be opened or has none, or the number
+ * is negative or above INT32_MAX. */
 QMIBTREE_API void qmibtree_comp_kill_pidfile(uint32_t id, const char* path);
 
 /* Format a shell command, cut to 511 characters, and run it. What system() answers. */
@@ -911,7 +938,8 @@ QMIBTREE_API int qmibtree_comp_system(uint32_t id, const char* format, ...) QMIB
 
 /* Fork, and execute the program at `path` (PATH is not searched) with this process's
  * environment. The program's argument 0 is `path`; `arg` and what follows, up to a
- * null pointer, are its further arguments: end the list with (char*)NULL.
+ * null pointer, are its further arguments: end the list with (char*)NULL. A null `arg`
+ * does not end the list: for no arguments pass (id, path, NULL, (char*)NULL).
  * What fork() answers: the child's id, which the caller reaps, or -1. A program that
  * cannot be executed ends with status 0. */
 QMIBTREE_API int32_t qmibtree_comp_fork_and_execl(uint32_t id, const char* path, const char* arg,
@@ -920,8 +948,8 @@ QMIBTREE_API int32_t qmibtree_comp_fork_and_execl(uint32_t id, const char* path,
 /* Run a shell command and keep the first line of its output, at most 254
  * characters, without its line feed, in `result`, which has `length` bytes and is
  * filled up with NULs; a line of `length` bytes or more is cut and has no NUL.
- * 0; -1 when the command cannot be started (`result` untouched). The command's exit
- * status is ignored. */
+ * 0, also for a command that the shell cannot run; -1 when no shell can be started
+ * (`result` untouched). The command's exit status is ignored. */
 QMIBTREE_API int run_pipeResult(char* result, uint32_t length, const char* command);
 
 /* ------------------------------------------------------------------------
@@ -963,7 +991,7 @@ struct qdbg_feat_info_t {
   uint32_t level;   /* threshold, 0 to 7 */
 };
 
-/* The settings, one record for the process; all zeros until qdbg_init. */
+/* The settings, one record for the process; all zeros at load. */
 struct qdbg_info_t {
   uint32_t syslog;                      /* 1: messages go to syslog */
   uint32_t reserved;                    /* 0 */
@@ -971,7 +999,8 @@ struct qdbg_info_t {
   qdbg_feat_info_t feat[QDBG_FEAT_MAX]; /* by feature */
 };
 
-/* The settings record, from load on. The host may change it in place. */
+/* The settings record, from load on. The host may change the record in place; the
+ * pointer is the library's. */
 extern QMIBTREE_API qdbg_info_t* qdbg_global_infop;
 
 /* Reset the settings (console on, syslog off, every threshold QDBG_LVL_ERR, default
@@ -991,9 +1020,9 @@ QMIBTREE_API void qdbg_set_level(uint32_t feat, uint32_t level);
 QMIBTREE_API uint32_t qdbg_get_level(uint32_t feat);
 
 /* Log one message, whatever the threshold: on standard output as "\n[FEAT - LEVEL]: "
- * and the message, flushed, and to syslog, as the two switches say. An invalid
- * feature or level is reported on standard error and the message logged without
- * its name. */
+ * and the message, flushed, and to syslog, as the two switches say. A message of an
+ * invalid feature or level is logged without its name; with standard output on that
+ * is reported on standard error first. */
 QMIBTREE_API void qdbg_logging_nochk(uint32_t feat, uint32_t level, const char* format, ...)
     QMIBTREE_PRINTF(3, 4);
 QMIBTREE_API void qdbg_logging_nochk_valist(uint32_t feat, uint32_t level, const char* format,
@@ -1047,7 +1076,8 @@ QMIBTREE_API void qstrmac2digit(const char* text, uint8_t* mac);
 QMIBTREE_API void qprintf_buffer(const void* bytes, uint32_t count);
 
 /* The host of an http or https URL, up to the first "/" or ":" and at most `limit`
- * characters, into `host`, which has `limit` + 1 bytes; "" for any other text. At most
+ * characters, into `host`, which has `limit` + 1 bytes and may be `url` itself; "" for a
+ * text with neither scheme in it. The scheme is taken to be at the start. At most
  * half of what follows the scheme, rounded up, is copied: a host comes whole only where
  * what stands behind it, its "/" or ":" included, is at least as long, less one
  * character ("http://host/x" gives "hos", "http://host/xy" gives "host"). */

@@ -102,7 +102,8 @@ void qmib::qmibtree_value_release_owned(qmibtree_value_t* value) {
   if (fn->release) fn->release(value);
 }
 
-void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value) {
+void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value,
+                                qmibtree_value_t* replaced) {
   const qmibtree_datafn_t* const fn = datafn_of(value->type);
   if (!fn->copy) return;
   if (!stored->owned) {  // nothing to release, nor for `value` to refer to
@@ -113,6 +114,9 @@ void qmib::qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t
   // types leave out; and last, for `value` may refer to its storage.
   qmibtree_value_t fresh = {};
   fn->copy(&fresh, value);
-  qmibtree_value_release(stored);
+  if (replaced)
+    *replaced = *stored;
+  else
+    qmibtree_value_release(stored);
   *stored = fresh;
 }

@@ -96,7 +96,9 @@ inline bool qmibtree_value_same(const qmibtree_value_t* a, const qmibtree_value_
 }
 
 // Replaces a value of a node by a deep copy of `value`; leaves it where there is nothing to copy.
-void qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value);
+// What it held is released, or moved to `replaced` where that is given and it owned something.
+void qmibtree_value_store(qmibtree_value_t* stored, const qmibtree_value_t* value,
+                          qmibtree_value_t* replaced = nullptr);
 
 // A local value, released by its own type.
 class temp_value {

@@ -81,6 +81,11 @@ bool set_full_name(qmibtree_node* node, const name_above& above) {
 bool set_initial_value(qmibtree_inst_t* inst, qmibtree_node* node) {
   const qmibtree_uidinfo_t* const record = node->uidinfo;
   if (!record->defval && !record->get_fn) {
+    // What a create_fn wrote stays if the record's type can take care of it.
+    if (qmib::datafn_of(node->value.type) != qmib::datafn_of(record->type)) {
+      qmib::qmibtree_value_release(&node->value);
+      node->value = {};
+    }
     node->value.type = node->default_value.type = record->type;
     return true;
   }

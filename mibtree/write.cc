@@ -39,7 +39,8 @@ void track_default(qmibtree_node* node, const qmibtree_value_t* value) {
 void commit(qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t* value, uint32_t flags) {
   if ((flags & kExternal) != 0) qmibtree_comp_mark(node->uidinfo->comp, QMIBTREE_COMP_MARK_CHANGED);
   if ((flags & QMIBTREE_WRITE_NOEVENT) == 0) qmibtree_notif_add_event(inst->notif, node);
-  qmib::qmibtree_value_store(&node->value, value);
+  qmib::temp_value replaced;  // until the host was told: `value` may refer to its storage
+  qmib::qmibtree_value_store(&node->value, value, replaced.get());
   mibtree_changed_callback2(inst, node, value);
 }
 

@@ -43,8 +43,10 @@ void qprintf_buffer(const void* bytes, uint32_t count) {
 // may stand at host[limit]. Hosts hand over URLs with a path as long as the host, and buffers one
 // longer than they say. Kept by strnum_test.cc.
 void qstrurl2host(const char* url, char* host, uint32_t limit) {
-  host[0] = '\0';
-  if (!std::strstr(url, "http://") && !std::strstr(url, "https://")) return;
+  if (!std::strstr(url, "http://") && !std::strstr(url, "https://")) {
+    host[0] = '\0';
+    return;
+  }
   const char* from = url + (url[7] == '/' ? 8 : 7);
   size_t left = std::strlen(from);
   uint32_t copied = 0;

@@ -319,10 +319,10 @@ INSTANTIATE_TEST_SUITE_P(
                     PidText{"SecondNumber", "4711 4712\n4713\n", kSome},
                     PidText{"Fraction", "4711.9", kSome}, PidText{"Zero", "0", {{0, 9}}},
                     PidText{"Hexadecimal", "0x1267", {{0, 9}}}, PidText{"Negative", "-4711", {}},
-                    PidText{"NegativeZero", "-0", {}}, PidText{"Empty", "", {}},
+                    PidText{"NegativeZero", "-0", {{0, 9}}}, PidText{"Empty", "", {}},
                     PidText{"WhiteSpace", " \n", {}}, PidText{"Letters", "abc\n", {}},
                     PidText{"LettersBefore", "pid 4711", {}}, PidText{"SignAlone", "-\n4711", {}},
-                    PidText{"Nul", std::string(1, '\0'), {}}),
+                    PidText{"BothSigns", "+-4711", {}}, PidText{"Nul", std::string(1, '\0'), {}}),
     [](const auto& info) { return info.param.name; });
 
 // --- shell command ---

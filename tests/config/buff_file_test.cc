@@ -155,6 +155,16 @@ TEST_F(BuffDumpToFile, NegativeOffsetIsAnError) {
   EXPECT_EQ(folder.read("f"), "");
 }
 
+TEST_F(BuffDumpToFile, PipeIsAnErrorForItCannotBePositioned) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_EQ(write_at("no", "/dev/fd/" + std::to_string(ends[1]), 0), QMIBTREE_RC_ERROR);
+  close(ends[1]);
+  char byte;
+  EXPECT_EQ(::read(ends[0], &byte, 1), 0);
+  close(ends[0]);
+}
+
 TEST_F(BuffDumpToFile, DeviceKeepsItsOtherBytes) {
   std::string bytes(65536, 'o');
   flash_write(kMain, bytes);
@@ -283,6 +293,17 @@ TEST_F(BuffCreateFromFile, FileWhoseEndIsNotFoundGivesNull) {
   fail_call("fseek", 0);
   EXPECT_EQ(create(path, 0, 0), nullptr);
   EXPECT_TRUE(calls_work());
+}
+
+TEST_F(BuffCreateFromFile, PipeGivesNullOrOnlyZerosOfALengthGiven) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string path = "/dev/fd/" + std::to_string(ends[0]);
+  EXPECT_EQ(create(path, 0, 0), nullptr);
+  ASSERT_NE(create(path, 0, 5), nullptr);
+  EXPECT_EQ(area(), zeros(6));
+  close(ends[0]);
+  close(ends[1]);
 }
 
 TEST_F(BuffCreateFromFile, MissingFileGivesNull) {

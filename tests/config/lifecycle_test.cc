@@ -1,6 +1,9 @@
 // Shows the load at start: which route it takes, what it traces, what it leaves in tree and flash.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -73,6 +76,20 @@ TEST_F(Load, MainIsLoadedAndSaved) {
   EXPECT_EQ(flash_read(kTrace), trace({kCheckMainGood, kSaving}));
   EXPECT_EQ(text(), "main");
   expect_saved("main");
+}
+
+// A program that cannot be run ends through its exit handlers, which write what streams hold.
+TEST_F(Load, AProgramThatTheHostStartsMeanwhileAddsNothingToTheTrace) {
+  put(kMain, kMainImage);
+  on_change() = [](qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t*) {
+    const pid_t child = fork();
+    if (child == 0) std::exit(0);
+    waitpid(child, nullptr, 0);
+    return 0u;
+  };
+  EXPECT_EQ(load(), 0);
+  on_change() = nullptr;
+  EXPECT_EQ(flash_read(kTrace), trace({kCheckMainGood, kSaving}));
 }
 
 TEST_F(Load, MainIsSavedOverAnErasedBackup) {

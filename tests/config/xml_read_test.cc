@@ -104,6 +104,50 @@ TEST_F(XmlRead, TextInAnObjectIsIgnored) {
   EXPECT_EQ(allocation_tags(), Texts{});  // not even copied
 }
 
+// The newer of two nodes of one name is found, also behind a text that the older one ignored: here
+// the object T.1.x, and the parameter of the instance T.1.
+class XmlReadNames : public ConfigTest {
+ protected:
+  XmlReadNames() {
+    schema.add(0, "R.");
+    schema.add(1, "T.1.x");
+    schema.add(2, "k", QMIBTREE_TYPE_INT, 0, "0");
+    schema.add(2, "L.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
+    schema.add(1, "T.", QMIBTREE_TYPE_OBJECT, QMIBTREE_UID_MULTI);
+    schema.add(2, "x", QMIBTREE_TYPE_STRING, 0, "old");
+  }
+  ~XmlReadNames() override { on_change() = nullptr; }
+
+  enum : uint32_t { kRoot, kObject, kNumber, kLine };
+  Schema schema;
+};
+
+uint32_t add_first(qmibtree_inst_t* inst) {
+  uint32_t number = 0;
+  return qmibtree_add_object(inst, "R.T.", &number, 0, 255);
+}
+
+TEST_F(XmlReadNames, AParameterMadeByTheCallbackMeanwhileTakesTheTextBehindIt) {
+  CheckedTree tree(schema);
+  on_change() = [](qmibtree_inst_t* inst, qmibtree_node* node, qmibtree_value_t*) {
+    return std::string(node->name) == "k" ? add_first(inst) : 0u;
+  };
+  EXPECT_EQ(load_document(tree.inst, in_root("<PARAM name=\"T.1.x\">a<k>5</k>b</PARAM>")),
+            QMIBTREE_RC_OK);
+  EXPECT_EQ(read_text(tree.inst, "R.T.1.x"), "b");
+}
+
+TEST_F(XmlReadNames, AParameterMadeByACreateHookMeanwhileTakesTheTextBehindIt) {
+  schema.record(kLine).create_fn = [](qmibtree_inst_t* inst, qmibtree_node*) {
+    return add_first(inst);
+  };
+  CheckedTree tree(schema);
+  const std::string line = "<L. instance=\"1\"></L.>";
+  EXPECT_EQ(load_document(tree.inst, in_root("<PARAM name=\"T.1.x\">a" + line + "b</PARAM>")),
+            QMIBTREE_RC_OK);
+  EXPECT_EQ(read_text(tree.inst, "R.T.1.x"), "b");
+}
+
 TEST_F(XmlRead, UnknownNamesAreSkippedWithAllBelowThem) {
   EXPECT_EQ(load("<R.><Barn.><PARAM name=\"Text\">no</PARAM></Barn.>"
                  "<PARAM name=\"Colour\">no</PARAM><PARAM name=\"Number\">6</PARAM></R.>"),

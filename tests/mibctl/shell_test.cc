@@ -70,6 +70,31 @@ TEST_F(ShellPipe, EventsAreDrainedNewestFirst) {
       "passive InternetGatewayDevice.Time.Enable\nactive InternetGatewayDevice.Time.Zone\n");
 }
 
+// The second deletion brings back the event that was drained last, of a node of the first.
+TEST_F(ShellPipe, EventsOfNodesThatAreGoneAreLeftOut) {
+  expect_done(on_config({"shell"},
+                        "add InternetGatewayDevice.Host.\n"
+                        "attr InternetGatewayDevice.Time.Zone notify=active\n"
+                        "attr InternetGatewayDevice.Time.Enable notify=active\n"
+                        "attr InternetGatewayDevice.Host.1.Name notify=active\n"
+                        "attr InternetGatewayDevice.Host.2.Name notify=active\n"
+                        "set InternetGatewayDevice.Time.Zone=CET\n"
+                        "set InternetGatewayDevice.Time.Enable=false\n"
+                        "set InternetGatewayDevice.Host.1.Name=a\n"
+                        "events\n"
+                        "del InternetGatewayDevice.Host.1.\n"
+                        "set InternetGatewayDevice.Host.2.Name=b\n"
+                        "set InternetGatewayDevice.Time.Zone=UTC\n"
+                        "del InternetGatewayDevice.Host.2.\n"
+                        "events\n"
+                        "save\n"),
+              "InternetGatewayDevice.Host.2.\n"
+              "notify=active access=none\nnotify=active access=none\n"
+              "notify=active access=none\nnotify=active access=none\n"
+              "active InternetGatewayDevice.Host.1.Name\n"
+              "active InternetGatewayDevice.Time.Enable\nactive InternetGatewayDevice.Time.Zone\n");
+}
+
 TEST_F(ShellPipe, MarksNameTheComponentsOfWhatChanged) {
   expect_done(on_config({"shell"},
                         "marks\n"

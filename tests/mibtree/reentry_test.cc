@@ -45,6 +45,20 @@ TEST_F(Reentry, APartOfATextMayBeWrittenOverIt) {
   EXPECT_EQ(read_text(tree.inst, "A.s"), "eight and more");
 }
 
+TEST_F(Reentry, TheCallbackIsHandedAPartOfTheTextItReplaces) {
+  static std::string seen;
+  CheckedTree tree(schema);
+  on_change() = [](qmibtree_inst_t*, qmibtree_node*, qmibtree_value_t* value) {
+    seen = value->str;
+    return 0u;
+  };
+  qmibtree_value_t part = {};
+  ASSERT_EQ(qmibtree_read(tree.inst, "A.s", &part, 0), 0u);
+  part.str += 8;
+  EXPECT_EQ(qmibtree_write(tree.inst, "A.s", &part, 0), 0u);
+  EXPECT_EQ(seen, "eight and more");
+}
+
 TEST_F(Reentry, AValueWithoutATypeLeavesAText) {
   CheckedTree tree(schema);
   const qmibtree_value_t none = {};
@@ -89,6 +103,34 @@ TEST_F(Reentry, ACreateHookMayWriteAnotherTypeBeforeTheDefaultComes) {
   uint32_t number = 0;
   EXPECT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
   EXPECT_EQ(read_text(tree.inst, "A.T.1.i"), "1");
+}
+
+TEST_F(Reentry, ACreateHooksValueOfAnotherTypeGoesWhereThereIsNoDefault) {
+  schema.record(kInt).defval = nullptr;
+  schema.record(kInt).create_fn = [](qmibtree_inst_t* inst, qmibtree_node* node) {
+    const qmibtree_value_t text = string_value("early");
+    return qmibtree_write_by_node(inst, node, &text, 0);
+  };
+  schema.record(kString).defval = nullptr;
+  schema.record(kString).create_fn = [](qmibtree_inst_t* inst, qmibtree_node* node) {
+    const qmibtree_value_t bytes = base64_value("bytes", 5);
+    return qmibtree_write_by_node(inst, node, &bytes, 0);
+  };
+  CheckedTree tree(schema);
+  EXPECT_EQ(tree.node("A.s")->value.str, nullptr);
+  uint32_t number = 0;
+  EXPECT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
+  EXPECT_EQ(read_text(tree.inst, "A.T.1.i"), "0");
+}
+
+TEST_F(Reentry, ACreateHooksValueOfTheRecordsTypeStaysWhereThereIsNoDefault) {
+  schema.record(kString).defval = nullptr;
+  schema.record(kString).create_fn = [](qmibtree_inst_t* inst, qmibtree_node* node) {
+    const qmibtree_value_t text = string_value("early");
+    return qmibtree_write_by_node(inst, node, &text, 0);
+  };
+  CheckedTree tree(schema);
+  EXPECT_EQ(read_text(tree.inst, "A.s"), "early");
 }
 
 TEST_F(Reentry, AnInstanceFlagSetByACreateHookFreesNoNameOfTheSchema) {

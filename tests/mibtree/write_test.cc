@@ -622,6 +622,17 @@ TEST_F(WriteText, OfBase64LeavesTheDecodedBlockToNobody) {
   EXPECT_EQ(live_blocks(), before + 1);
 }
 
+// Deliberate: a value without bytes has none to refer to, and its decoded text has.
+TEST_F(WriteText, OfBase64WithoutBytesIsAChangeEachTime) {
+  for (int i = 0; i < 2; ++i) {
+    forget();
+    EXPECT_EQ(write_text("A.k", ""), 0u);
+    EXPECT_EQ(outcome("A.k"), " modified event callback");
+    ASSERT_EQ(changes().size(), 1u);
+    qfree(const_cast<uint8_t*>(changes()[0].value.data));
+  }
+}
+
 TEST_F(WriteText, InvalidBase64EmptiesTheValue) {
   ASSERT_EQ(write("A.k", base64_value("abc", 3), 0), 0u);
   forget();

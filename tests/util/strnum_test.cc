@@ -234,6 +234,15 @@ TEST(UrlHost, IsCutAtTheLimit) {
 
 TEST(UrlHost, ALimitOfZeroGivesNothing) { EXPECT_EQ(host_of("http://acs.example/path", 0), ""); }
 
+TEST(UrlHost, MayTakeThePlaceOfItsUrl) {
+  char with_port[] = "https://10.0.0.1:8080/x";
+  qstrurl2host(with_port, with_port, 20);
+  EXPECT_STREQ(with_port, "10.0.0.1");
+  char halved[] = "http://abcdefg";
+  qstrurl2host(halved, halved, 20);
+  EXPECT_STREQ(halved, "abcd");
+}
+
 TEST(UrlHost, TerminatorStandsBehindTheLimit) {
   char host[] = "######";
   qstrurl2host("http://acs.example/path", host, 3);
