@@ -22,16 +22,12 @@ constexpr char kDownloadFile[] = "/tmp/temp_config_for_download";
 
 // --- load ---
 
-// Without a buffer: the host runs code of its own in a load, and a child that it starts there would
-// write what waits in the stream a second time.
-qmib::file open_trace() {
-  qmib::file trace(std::fopen(kTraceFile, "w"));
-  if (trace) (void)std::setvbuf(trace.get(), nullptr, _IONBF, 0);
-  return trace;
-}
-
+// Flushed: the host runs code of its own in a load, and a child that it starts there would write
+// what waits in the stream a second time.
 void trace_to(std::FILE* trace, const char* text) {
-  if (trace) std::fputs(text, trace);
+  if (!trace) return;
+  (void)std::fputs(text, trace);
+  (void)std::fflush(trace);
 }
 
 bool load_image(qmibtree_inst_t* inst, const nvram_partition& partition, uint32_t length) {
@@ -174,7 +170,7 @@ int upgrade_partition(const char* path, const nvram_partition& partition, on_sho
 }  // namespace
 
 int qmibtree_load_config(qmibtree_inst_t* inst) {
-  const qmib::file trace = open_trace();
+  const qmib::file trace(std::fopen(kTraceFile, "w"));
   if (load_partitions(inst, trace.get())) {
     trace_to(trace.get(), "\n -- write config and bak file --\n");
     (void)qmibtree_save_config(inst);
