@@ -20,8 +20,8 @@ struct loader {
   size_t used;    // length of the path
   uint32_t hash;  // of the path; goes on with each segment, as the names of nodes do
   // A bit for each depth: the element open there is known to name an object, and its text is
-  // nothing. Most texts are the line feeds between elements. Known no more once the host made or
-  // deleted instances meanwhile: a newer node may have the object's name.
+  // nothing. Most texts are the line feeds between elements. Known no more once the host added or
+  // deleted objects meanwhile: a newer node may have the object's name.
   uint32_t objects;
   uint32_t hashes[kMaxDepth + 1];  // of the path at each of ctx.lengths
 };

@@ -144,9 +144,8 @@ struct qmibtree_datafn_t {
   uint32_t (*check)(const qmibtree_uidinfo_t* schema, const qmibtree_value_t* value);
   /* Parse. 0, or QMIBTREE_RC_ERROR for an unknown bool word (`dst` unchanged) and
    * for every datetime text (`dst` then holds the time all the same). Numbers beyond
-   * 32 bits are taken modulo 2^32. A string
-   * keeps pointing at `text`; a base64 value at a new block that is not marked
-   * owned, so that `release` does not free it. */
+   * 32 bits are taken modulo 2^32. A string keeps pointing at `text`; a base64 value
+   * at a new block that is not marked owned, so that `release` does not free it. */
   uint32_t (*from_str)(qmibtree_value_t* dst, const char* text);
   /* Render: append to `buff`. 0, QMIBTREE_RC_DUMP_EXCEEDED, or QMIBTREE_RC_ERROR
    * for a datetime that has no calendar form. */
@@ -205,7 +204,8 @@ QMIBTREE_API uint8_t* base64_decode(const char* text, uint32_t* len);
  * failure, except that the results of create_fn and destroy_fn are ignored. The
  * value that set_fn is handed is the writer's: look, do not change. A hook may call
  * into the tree, but must not delete the node it is given or one above it, nor let
- * mibtree_changed_callback2 do so for a write that the hook makes. */
+ * mibtree_changed_callback2 do so for a write that the hook makes. A value that refers
+ * to the node's own text does not outlive a write that set_fn makes. */
 typedef uint32_t (*qmibtree_node_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node);
 typedef uint32_t (*qmibtree_set_fn_t)(qmibtree_inst_t* inst, qmibtree_node* node,
                                       qmibtree_value_t* value);
@@ -555,8 +555,8 @@ extern uint32_t mibtree_changed_callback2(qmibtree_inst_t* inst, qmibtree_node* 
  * until the node's next write or its end; nothing need be released. A dynamic
  * parameter is read with its get_fn, which gets `flags` and says who owns what.
  * 0, or what get_fn answered; QMIBTREE_RC_NO_HOOK for a dynamic parameter without
- * get_fn (`value` untouched). An object gives 0 and no value, but for one that a
- * write put there, and is read as a parameter is where its record is dynamic. */
+ * get_fn (`value` untouched). An object gives 0 and no value, unless a write put one
+ * there; one whose record is dynamic is read as a parameter is. */
 QMIBTREE_API uint32_t qmibtree_read(qmibtree_inst_t* inst, const char* name,
                                     qmibtree_value_t* value, uint32_t flags);
 QMIBTREE_API uint32_t qmibtree_read_v2(qmibtree_inst_t* inst, const char* prefix,
@@ -674,12 +674,12 @@ QMIBTREE_API void qmibtree_notif_cleanup(qmibtree_notif_t* queue);
  * it has one already. An event in a full queue is lost, silently. */
 QMIBTREE_API void qmibtree_notif_add_event(qmibtree_notif_t* queue, qmibtree_node* node);
 
-/* Drop a node's event. The slot is filled with what the slot past the last live one
- * was left with: dropping the newest event is a plain removal; dropping an earlier one
- * drops the newest with it and brings back into the slot an event that was removed
- * before, maybe of a node that has been destroyed since, or a null node where nothing
- * ever was. So drain the queue with qmibtree_notif_deq_event before deleting
- * instances, and empty it with qmibtree_notif_cleanup after such a deletion. */
+/* Drop a node's event. The slot is filled with whatever the slot past the last live one
+ * still holds: dropping the newest event is a plain removal; dropping an earlier one
+ * drops the newest with it and brings back an event that was removed before, maybe of
+ * a node that is gone, or a null node where nothing ever was. Drain before deleting
+ * instances: an empty queue has nothing to drop. Where an event was dropped all the
+ * same, call qmibtree_notif_cleanup. */
 QMIBTREE_API void qmibtree_notif_del_event(qmibtree_notif_t* queue, qmibtree_node* node);
 
 /* The node of entry `index`, which stays queued, or null past the last. A live entry
@@ -740,12 +740,11 @@ QMIBTREE_API uint32_t qmibtree_lookup_dbg(qmibtree_inst_t* inst, qmibtree_node* 
  * ------------------------------------------------------------------------ */
 
 /* Write the buffer's text (strlen(start) bytes) to a file or device at byte
- * `offset`. The path is opened with mode "w": a regular file is emptied first and
- * gets a hole before `offset`, if any text follows; a character device keeps its
- * other bytes.
- * 0; QMIBTREE_RC_ERROR when it cannot be opened or positioned (a pipe cannot) or the text was not
- * written whole. After a write that fell short the stream is left open; not so when only its
- * closing found that bytes were missing. */
+ * `offset`. The path is opened with mode "w": a regular file is emptied first and,
+ * if any text follows, gets a hole before `offset`; a character device keeps its other
+ * bytes. 0; QMIBTREE_RC_ERROR when it cannot be opened or positioned (a pipe cannot)
+ * or the text was not written whole. After a write that fell short the stream is left
+ * open; not so when only its closing found that bytes were missing. */
 QMIBTREE_API uint32_t qmibtree_buff_dump_to_file(qmibtree_buff_t* buff, const char* path,
                                                  int32_t offset);
 
@@ -755,10 +754,10 @@ QMIBTREE_API uint32_t qmibtree_buff_dump_to_file_end(qmibtree_buff_t* buff, cons
 
 /* Read `length` bytes at `offset` (0: up to the end of the file) into a new buffer,
  * NUL behind them; `size` is the count plus one, `left` the count, `pos` at the
- * start. A short read is not reported: zeros follow, as of a pipe. The caller frees the
- * buffer with qfree. Null when the file cannot be opened or memory is exhausted, and,
- * with `length` 0, when `offset` is negative or lies past the file's end, or the file
- * has no end that can be told (a folder, a pipe). */
+ * start. A short read is not reported: zeros follow; a pipe gives nothing but zeros.
+ * The caller frees the buffer with qfree. Null when the file cannot be opened or
+ * memory is exhausted, and, with `length` 0, when `offset` is negative or lies past the
+ * file's end, or the end cannot be told (of a pipe; of a folder on most file systems). */
 QMIBTREE_API qmibtree_buff_t* qmibtree_buff_create_from_file(const char* path, int32_t offset,
                                                              uint32_t length);
 
@@ -796,8 +795,8 @@ QMIBTREE_API uint32_t qmibtree_xml_dump_config_to_file(qmibtree_inst_t* inst, co
  * sets attributes, writes values with `flags`, as they come.
  * 0; QMIBTREE_RC_ERROR when it is not well-formed, nests deeper than 31 elements,
  * names a path of over 511 bytes or is longer than INT32_MAX, or there is no memory
- * for the parser; what came before stays applied, an instance that the refused element
- * itself asked for included. What the
+ * for the parser; what came before stays applied, also the instance whose number made
+ * the path too long. What the
  * tree refuses (unknown names, values out of range) is skipped, unreported. */
 QMIBTREE_API uint32_t qmibtree_xml_load(qmibtree_inst_t* inst, qmibtree_buff_t* buff,
                                         uint32_t flags);

@@ -85,6 +85,7 @@ bool set_initial_value(qmibtree_inst_t* inst, qmibtree_node* node) {
     if (qmib::datafn_of(node->value.type) != qmib::datafn_of(record->type)) {
       qmib::qmibtree_value_release(&node->value);
       node->value = {};
+      node->flags &= ~QMIBTREE_NODE_MODIFIED;
     }
     node->value.type = node->default_value.type = record->type;
     return true;

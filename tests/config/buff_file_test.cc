@@ -158,7 +158,7 @@ TEST_F(BuffDumpToFile, NegativeOffsetIsAnError) {
 TEST_F(BuffDumpToFile, PipeIsAnErrorForItCannotBePositioned) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  EXPECT_EQ(write_at("no", "/dev/fd/" + std::to_string(ends[1]), 0), QMIBTREE_RC_ERROR);
+  EXPECT_EQ(write_at("no", "/proc/self/fd/" + std::to_string(ends[1]), 0), QMIBTREE_RC_ERROR);
   close(ends[1]);
   char byte;
   EXPECT_EQ(::read(ends[0], &byte, 1), 0);
@@ -298,7 +298,8 @@ TEST_F(BuffCreateFromFile, FileWhoseEndIsNotFoundGivesNull) {
 TEST_F(BuffCreateFromFile, PipeGivesNullOrOnlyZerosOfALengthGiven) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const std::string path = "/dev/fd/" + std::to_string(ends[0]);
+  ASSERT_EQ(::write(ends[1], "bytes", 5), 5);
+  const std::string path = "/proc/self/fd/" + std::to_string(ends[0]);
   EXPECT_EQ(create(path, 0, 0), nullptr);
   ASSERT_NE(create(path, 0, 5), nullptr);
   EXPECT_EQ(area(), zeros(6));

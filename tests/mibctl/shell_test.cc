@@ -70,7 +70,7 @@ TEST_F(ShellPipe, EventsAreDrainedNewestFirst) {
       "passive InternetGatewayDevice.Time.Enable\nactive InternetGatewayDevice.Time.Zone\n");
 }
 
-// The second deletion brings back the event that was drained last, of a node of the first.
+// The second deletion brings back the event that was queued last, of a node of the first.
 TEST_F(ShellPipe, EventsOfNodesThatAreGoneAreLeftOut) {
   expect_done(on_config({"shell"},
                         "add InternetGatewayDevice.Host.\n"

@@ -118,6 +118,7 @@ TEST_F(Reentry, ACreateHooksValueOfAnotherTypeGoesWhereThereIsNoDefault) {
   };
   CheckedTree tree(schema);
   EXPECT_EQ(tree.node("A.s")->value.str, nullptr);
+  EXPECT_EQ(tree.node("A.s")->flags, QMIBTREE_NODE_PARAM);
   uint32_t number = 0;
   EXPECT_EQ(qmibtree_add_object(tree.inst, "A.T.", &number, 0, 255), 0u);
   EXPECT_EQ(read_text(tree.inst, "A.T.1.i"), "0");

@@ -895,17 +895,19 @@ TEST_F(FlashsimFaults, StatusIsTheProgramsOrItsSignals) {
 class OneProcessor {
  public:
   OneProcessor() {
-    sched_getaffinity(0, sizeof before_, &before_);
+    if (sched_getaffinity(0, sizeof before_, &before_) != 0) return;
     cpu_set_t first;
     CPU_ZERO(&first);
     for (int i = 0; i < CPU_SETSIZE && CPU_COUNT(&first) == 0; ++i)
       if (CPU_ISSET(i, &before_)) CPU_SET(i, &first);
     sched_setaffinity(0, sizeof first, &first);
   }
-  ~OneProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
+  ~OneProcessor() {
+    if (CPU_COUNT(&before_) > 0) sched_setaffinity(0, sizeof before_, &before_);
+  }
 
  private:
-  cpu_set_t before_;
+  cpu_set_t before_ = {};
 };
 
 TEST_F(FlashsimFaults, SignalToFlashsimReachesTheProgramHoweverEarly) {

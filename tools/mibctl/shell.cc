@@ -97,21 +97,12 @@ void do_cd(Shell& shell, std::string_view rest) {
   shell.where = name;
 }
 
-// A deletion can bring back events of nodes that are gone: their addresses are all there is.
-bool is_in(qmibtree_inst_t* inst, qmibtree_node* wanted) {
-  constexpr uint32_t kFound = QMIBTREE_RC_ERROR;  // ends the walk
-  const auto compare = [](qmibtree_inst_t*, qmibtree_node* node, void*, int32_t, void* arg,
-                          uint32_t) { return node == arg ? kFound : QMIBTREE_RC_OK; };
-  return qmibtree_dump(inst, nullptr, nullptr, INT32_MAX, compare, wanted) == kFound;
-}
-
 void do_events(Shell& shell, std::string_view /*rest*/) {
-  qmibtree_inst_t* const inst = shell.session.tree().inst();
-  qmibtree_notif_t* const queue = inst->notif;
+  qmibtree_notif_t* const queue = shell.session.tree().inst()->notif;
   while (queue->num) {
     const bool active = queue->entries[queue->num - 1].active;
-    qmibtree_node* const node = qmibtree_notif_deq_event(queue);
-    if (is_in(inst, node)) std::printf("%s %s\n", active ? "active" : "passive", node->fullName);
+    const qmibtree_node* const node = qmibtree_notif_deq_event(queue);
+    if (node) std::printf("%s %s\n", active ? "active" : "passive", node->fullName);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <set>
 
 #include "text.hh"
 
@@ -421,11 +422,26 @@ qmibtree_node* Tree::add(qmibtree_node* table, uint32_t wish) {
   return table->last_child;
 }
 
+namespace {
+
+bool is_below(const qmibtree_node* top, const qmibtree_node* node) {
+  while (node && node != top) node = node->parent;
+  return node != nullptr;
+}
+
+}  // namespace
+
+// A later deletion can bring back events that were drained: of nodes that go now none is left.
 void Tree::del(qmibtree_node* instance) {
   if (!(instance->flags & QMIBTREE_NODE_INSTANCE))
     throw refused(instance->fullName, "not an instance",
                   "an instance's full name ends in a number and a dot");
+  std::set<const qmibtree_node*> gone;
+  for (const qmibtree_notif_entry_t& entry : inst_->notif->entries)
+    if (is_below(instance, entry.node)) gone.insert(entry.node);
   qmibtree_del_object_by_node(inst_, instance, 0);
+  for (qmibtree_notif_entry_t& entry : inst_->notif->entries)
+    if (gone.count(entry.node)) entry.node = nullptr;
 }
 
 // --- two trees ---
