@@ -794,10 +794,10 @@ QMIBTREE_API uint32_t qmibtree_xml_dump_config_to_file(qmibtree_inst_t* inst, co
 /* Load a document (NUL-terminated, at buff->start) into the tree: adds instances,
  * sets attributes, writes values with `flags`, as they come.
  * 0; QMIBTREE_RC_ERROR when it is not well-formed, nests deeper than 31 elements,
- * names a path of over 511 bytes or is longer than INT32_MAX, or there is no memory
- * for the parser; what came before stays applied, also the instance whose number made
- * the path too long. What the
- * tree refuses (unknown names, values out of range) is skipped, unreported. */
+ * names a path of over 511 bytes, or is longer than INT32_MAX or the parser takes, or
+ * there is no memory for the parser; what came before stays applied, also the instance
+ * whose number made the path too long. What the tree refuses (unknown names, values out
+ * of range) is skipped, unreported. */
 QMIBTREE_API uint32_t qmibtree_xml_load(qmibtree_inst_t* inst, qmibtree_buff_t* buff,
                                         uint32_t flags);
 

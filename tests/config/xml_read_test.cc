@@ -92,6 +92,12 @@ TEST_F(XmlRead, ElementWithoutContentLeavesTheValue) {
   EXPECT_TRUE(changes().empty());
 }
 
+TEST_F(XmlRead, ValueOfAnAttributeIsNotTheNameOfOne) {
+  EXPECT_EQ(load(in_root("<PARAM name=\"Text\" a=\"ignorevalue\" yes=\"b\">new</PARAM>")),
+            QMIBTREE_RC_OK);
+  EXPECT_EQ(read("R.Text"), "new");
+}
+
 TEST_F(XmlRead, BlanksAreAValue) {
   EXPECT_EQ(load(text_param(" \t")), QMIBTREE_RC_OK);
   EXPECT_EQ(read("R.Text"), " \t");
@@ -125,6 +131,15 @@ class XmlReadNames : public ConfigTest {
 uint32_t add_first(qmibtree_inst_t* inst) {
   uint32_t number = 0;
   return qmibtree_add_object(inst, "R.T.", &number, 0, 255);
+}
+
+TEST_F(XmlReadNames, AParameterTakesTheTextBehindAnObjectThatItsNameBegins) {
+  schema.add(1, "P", QMIBTREE_TYPE_STRING, 0, "old");
+  schema.add(1, "Pen.");
+  CheckedTree tree(schema);
+  EXPECT_EQ(load_document(tree.inst, in_root("<PARAM name=\"P\"><en.>a</en.>b</PARAM>")),
+            QMIBTREE_RC_OK);
+  EXPECT_EQ(read_text(tree.inst, "R.P"), "b");
 }
 
 TEST_F(XmlReadNames, AParameterMadeByTheCallbackMeanwhileTakesTheTextBehindIt) {
