@@ -535,9 +535,7 @@ QMIBTREE_API uint32_t qmibtree_load(void* a, void* b, qmibtree_load_fn_t step, v
 /* Attributes of a node, as qmibtree_set_attr takes and qmibtree_get_attr gives them. */
 #define QMIBTREE_ATTR_NOTIF_ACTIVE 0x1u      /* changes are queued, to be reported actively */
 #define QMIBTREE_ATTR_NOTIF_PASSIVE 0x2u     /* changes are queued */
-#define QMIBTREE_ATTR_NOTIF_OFF 0x4u         /* changes are not queued; but a record with */
-                                             /* QMIBTREE_UID_NOTIF_FORCED has them all queued, */
-                                             /* as active, whatever is set */
+#define QMIBTREE_ATTR_NOTIF_OFF 0x4u         /* changes are not queued, but for a forced record's */
 #define QMIBTREE_ATTR_ACCESS_SUBSCRIBER 0x8u /* the access list holds "subscriber" */
 #define QMIBTREE_ATTR_ACCESS_NONE 0x10u      /* the access list is empty */
 
