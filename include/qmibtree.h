@@ -718,8 +718,8 @@ QMIBTREE_API uint32_t qmibtree_dump_rawtype(qmibtree_inst_t* inst, qmibtree_node
                                             int32_t level, void* arg, uint32_t phase);
 
 /* On entering, the value as text, read with `phase` as the read's flags; nothing
- * for an object that qmibtree_read finds no value in. What a get_fn hands over is not released: it
- * must stay the host's. */
+ * for an object that qmibtree_read finds no value in. What a get_fn hands over is not
+ * released: it must stay the host's. */
 QMIBTREE_API uint32_t qmibtree_dump_rawvalue(qmibtree_inst_t* inst, qmibtree_node* node, void* buff,
                                              int32_t level, void* arg, uint32_t phase);
 
